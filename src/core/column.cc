@@ -1,0 +1,96 @@
+// A column of a table: its definition and one value.
+
+#include <kivdb/column.h>
+#include <kivdb/status.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "core/log.h"
+#include "core/no_throw.h"
+#include "core/text.h"
+
+namespace KivDB {
+namespace {
+
+// The code of a type is its place here.
+constexpr const char* kTypes[] = {"int", "bigint", "varchar"};
+constexpr int kUnset = 5;
+
+}  // namespace
+
+CColumn::CColumn() : m_type(kUnset), m_primaryKey(false), m_data(nullptr) {}
+
+CColumn::CColumn(const char* name)
+    : m_name(TextOrEmpty(name)),
+      m_type(kUnset),
+      m_primaryKey(false),
+      m_data(nullptr) {}
+
+CColumn::CColumn(const CColumn& other)
+    : m_name(other.m_name),
+      m_type(other.m_type),
+      m_primaryKey(other.m_primaryKey),
+      m_data(nullptr) {
+  SetData(other.m_data);  // logs a failure; construction goes on
+}
+
+CColumn::~CColumn() { std::free(m_data); }
+
+int CColumn::SetInfo(const char* spec) {
+  const char* open = std::strchr(TextOrEmpty(spec), '[');
+  if (open == nullptr) return kNoType;
+  return NoThrow<int>(kNoMemory, [&]() -> int {
+    m_name.assign(spec, open);
+    const std::string keyword(open + 1, std::strcspn(open + 1, "]"));
+    for (int type = 0; type < 3; ++type) {
+      if (keyword == kTypes[type]) {
+        m_type = type;
+        return kOk;
+      }
+    }
+    KIVDB_INFO(kUnknownType, "invalid data type");
+    return kUnknownType;
+  });
+}
+
+int CColumn::SetData(const char* value) {
+  // The copy comes first: value may be the column's own.
+  char* copy = strdup(TextOrEmpty(value));
+  std::free(m_data);
+  m_data = copy;
+  if (m_data == nullptr) return KIVDB_FAIL(kNoMemory, "no memory");
+  return kOk;
+}
+
+int CColumn::GetDataStr(char* buf, unsigned int size) const {
+  if (buf == nullptr || size == 0) {
+    return KIVDB_FAIL(kInvalid, "GetDataStr Error: invalid parameter");
+  }
+  zelstrcpy(buf, ValueOf(*this), size);
+  return kOk;
+}
+
+int CColumn::GetDataBigInt(long& out) const {
+  const char* value = ValueOf(*this);
+  char* end = nullptr;
+  out = std::strtoll(value, &end, 10);
+  if (*end == '\0') return kOk;
+  return KIVDB_FAIL(kInvalid, "GetDataBigInt Error: invalid data [%s]", value);
+}
+
+int CColumn::GetDataInt(int& out) const {
+  const char* value = ValueOf(*this);
+  char* end = nullptr;
+  out = static_cast<int>(zel_strtol(value, &end, 10));
+  if (*end == '\0') return kOk;
+  return KIVDB_FAIL(kInvalid, "GetDataInt Error: invalid data [%s]", value);
+}
+
+bool CColumn::isPrimaryKey() const { return m_primaryKey; }
+
+char* CColumn::data() const { return m_data; }
+
+const char* CColumn::name() const { return m_name.c_str(); }
+
+}  // namespace KivDB

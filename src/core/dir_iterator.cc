@@ -1,0 +1,61 @@
+// A walk over the entries of a directory.
+
+#include <kivdb/dir_iterator.h>
+
+#include <cerrno>
+
+#include "core/cancellation.h"
+
+namespace KivDB {
+
+CDirIterator::CDirIterator() : m_dir(nullptr) {}
+
+CDirIterator::CDirIterator(const std::string& path)
+    : m_path(path), m_dir(nullptr) {}
+
+CDirIterator::~CDirIterator() { close(); }
+
+int CDirIterator::open() { return Open(m_path.c_str()); }
+
+int CDirIterator::open(const std::string& path) { return Open(path.c_str()); }
+
+int CDirIterator::Open(const char* path) {
+  close();
+  CCancellationHold hold;
+  m_dir = opendir(path);
+  return m_dir != nullptr ? 0 : -1;
+}
+
+void CDirIterator::close() {
+  if (m_dir == nullptr) return;
+  CCancellationHold hold;
+  closedir(m_dir);
+  m_dir = nullptr;
+}
+
+dirent* CDirIterator::read() {
+  errno = 0;
+  return m_dir != nullptr ? readdir(m_dir) : nullptr;
+}
+
+int CDirIterator::read(dirent* entry, dirent** result) {
+  if (m_dir == nullptr) return 0;
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+  return readdir_r(m_dir, entry, result);
+#pragma GCC diagnostic pop
+}
+
+void CDirIterator::rewind() {
+  if (m_dir != nullptr) rewinddir(m_dir);
+}
+
+void CDirIterator::seek(long position) {
+  if (m_dir != nullptr) seekdir(m_dir, position);
+}
+
+long CDirIterator::tell() { return m_dir != nullptr ? telldir(m_dir) : 0; }
+
+int CDirIterator::Descriptor() const { return dirfd(m_dir); }
+
+}  // namespace KivDB

@@ -1,0 +1,33 @@
+// Small helpers on NUL-terminated texts.
+
+#ifndef CORE_TEXT_H_
+#define CORE_TEXT_H_
+
+#include <kivdb/column.h>
+
+#include <cstddef>
+
+namespace KivDB {
+
+// A stored value, unescaped, and a field of a record text, both with their NUL.
+constexpr std::size_t kValueSize = 2048;
+
+inline const char* TextOrEmpty(const char* text) {
+  return text != nullptr ? text : "";
+}
+
+// The column's value; a column without one reads as the empty text.
+inline const char* ValueOf(const CColumn& column) {
+  return TextOrEmpty(column.data());
+}
+
+// Whether the text names an entry of a directory and cannot lead out of it.
+bool IsPathComponent(const char* name);
+
+// The decimal number at the start of the text, 0 when there is none, as an
+// unsigned 32-bit record id.
+unsigned int LeadingId(const char* text);
+
+}  // namespace KivDB
+
+#endif  // CORE_TEXT_H_
