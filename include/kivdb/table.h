@@ -1,0 +1,213 @@
+// A table: a directory of record files, and the schema that they follow.
+
+#ifndef KIVDB_TABLE_H_
+#define KIVDB_TABLE_H_
+
+#include <dirent.h>
+#include <kivdb/column.h>
+#include <kivdb/dir_iterator.h>
+#include <kivdb/export.h>
+#include <pthread.h>
+
+#include <string>
+#include <vector>
+
+namespace KivDB {
+
+class CCondition;
+class CTextBuffer;
+
+// One table of a database root.  Records are files of the directory
+// ROOT/kiv/database/NAME, each named by its id; the schema is the file
+// ROOT/kiv/schema/NAME.  The first column is the id and is in no file.
+//
+// A table holds one current record, in its own columns: every operation that
+// reads a record replaces their values.  Nothing else is kept between calls.
+//
+// Results are the codes of <kivdb/status.h>.  Every operation that locks
+// returns kInvalid (logged), or the failure value that its comment names, when
+// the table has no mutex; kNoMemory is possible where memory is needed.  A
+// null id, record text or path gives kInvalid (logged); an id that is empty,
+// ".", ".." or holds "/" names no record.
+//
+// Threads: operations that say so hold the table's mutex for their own span,
+// and copies of a table share it.  The values of the current record are not
+// locked between calls, and a table has one cursor: run at most one of
+// ListRecords*, GetRecord, the GetVal* by id, records, get_max_id and addRecord
+// with an id pointer at a time on one table object.  Construction, copying,
+// assignment, destruction, Open by name and name() need the table for
+// themselves.  A thread may be cancelled in any operation; it leaves no lock,
+// descriptor or memory behind.
+class KIVDB_EXPORT CTable {
+ public:
+  // No name, no columns and no mutex: of use only to assign to.
+  CTable();
+
+  // A table of this name below root, to be opened with Open.  Creates the
+  // mutex; null texts are empty.
+  CTable(const char* root, const char* name);
+
+  // Copies name, paths and columns with their values, and shares the mutex,
+  // which lives until the last table that uses it is gone.  An assignment
+  // leaves the table's cursor as it was, and the whole table when memory runs
+  // out (logged).
+  CTable(const CTable& other);
+  CTable& operator=(const CTable& other);
+  ~CTable();
+
+  // The table's name, which the table keeps.
+  const char* name() const;
+
+  // Builds the paths and loads the schema; may be called again to reload it,
+  // which ends all column pointers.  The form with a name renames the table
+  // first, whatever follows.  The table directory is not looked at.
+  //
+  // Returns kOk; kNoSchema when there is no schema file, or when the name is
+  // empty, ".", ".." or holds "/", with the columns unchanged;
+  // kSchemaUnreadable, kEmptySchema or kNoMemory, with no columns.  All are
+  // logged.  A malformed column spec ends the schema: the columns before it are
+  // kept and the result is kOk.
+  //
+  // Holds the mutex.
+  int Open();
+  int Open(const char* name);
+
+  // Replaces the columns by those of a schema file.  Results as Open's from
+  // kSchemaUnreadable on.  Takes no lock: the caller sees to it that nobody
+  // else uses the table.
+  int readSchema(const char* path);
+
+  // Reads the record into the table's columns.
+  //
+  // Returns kOk; kRecordUnreadable when the file cannot be opened or read, or
+  // kBadRecord when its first line is empty, with the columns unchanged;
+  // kBadRecord when it has too few fields: the columns before the missing ones
+  // are set then.  All are logged.
+  //
+  // Takes no lock.
+  int readRecord(const char* id);
+
+  // The column of that name, or null.  The table keeps it until its schema is
+  // loaded again.
+  CColumn* getcolumn(const char* name);
+
+  // Gets the value of a column of the current record; conversions and results
+  // are those of CColumn's getters, or kNoColumn (logged as information, the
+  // output untouched).  They take no lock and read no file.
+  int GetValStr(const char* key, char* buf, unsigned int size);
+  int GetValInt(const char* key, int& out);
+  int GetValBigInt(const char* key, long& out);
+
+  // Makes the record current as GetRecord does and gets a value of it.
+  int GetValStr(const char* id, const char* key, char* buf, unsigned int size);
+  int GetValInt(const char* id, const char* key, int& out);
+  int GetValBigInt(const char* id, const char* key, long& out);
+
+  // Starts a listing and makes the first record that meets the condition
+  // current.  A condition is a list "key=value,key=value" of column names and
+  // values, compared as texts, that must all hold; null selects every record.
+  // Blanks in keys and around values are ignored, and a value may be escaped as
+  // in a record file.
+  //
+  // Returns kOk, kNoRecord when no record meets the condition, kNotFound when
+  // the table directory cannot be opened or read.  A record that cannot be read
+  // is logged and skipped, and so is an entry whose name contains ".ADD" or
+  // ".UPDATE".  Records come in the order of the directory.
+  //
+  // Holds the mutex for this step only.
+  int ListRecordsStart(const char* condition);
+
+  // Makes the next record of the listing current.  The condition is not kept:
+  // pass it again.  Returns kNoRecord at the end, and before any listing.
+  int ListRecordsNext(const char* condition);
+
+  // As above; on kOk columns is set to the table's own columns.  The table
+  // keeps them, and its next read changes their values.
+  int ListRecordsStart(std::vector<CColumn*>& columns, const char* condition);
+  int ListRecordsNext(std::vector<CColumn*>& columns, const char* condition);
+
+  // Whether the current record meets the condition.  False for null (logged as
+  // information) and for a condition without a pair.  Takes no lock.
+  bool MatchColumn(const char* condition);
+
+  // Makes the record whose column "id" holds this id current, by a listing: it
+  // reads record after record until it is found.  Use readRecord for speed.
+  // Results and columns are those of ListRecordsStart.
+  int GetRecord(const char* id, std::vector<CColumn*>& columns);
+
+  // Counts the entries of the table directory that can be records; opens none.
+  // -1 when the directory cannot be opened or read, or without a mutex.  Holds
+  // the mutex and ends a listing.
+  int records();
+
+  // The highest number that an entry's name begins with, 0 for none, or
+  // 4294967295 when the directory cannot be opened or read.  Takes no lock and
+  // ends a listing.
+  unsigned int get_max_id();
+
+  // Whether a walk over a table directory should skip the entry: "." and "..",
+  // and with flag false also names that contain ".ADD" or ".UPDATE" (logged).
+  bool is_ignorable_file(const char* name, bool flag);
+
+  // Whether the entry of the directory path is itself a directory; false
+  // without a mutex (logged).  Holds the mutex.
+  bool IsDir(const dirent* entry, const char* path);
+
+  // Adds a record.  text holds its fields, separated by ","; blanks around a
+  // field are removed, and it is cut to 2047 bytes.  Nothing is escaped: a
+  // value may hold ",", "|" or "=" as an escape that reading undoes.
+  //
+  // With a null id the first field is the id, and a record that has it is
+  // replaced; maxId is ignored.  Otherwise all fields are values, and the new
+  // id, one above the highest in the table, is stored in *id before the record
+  // is written; maxId bounds it unless it is 0.
+  //
+  // Returns kOk: the record is on disk.  kSyntax when the number of fields is
+  // not that of the columns, or a value holds a line feed; kIdAboveMaximum,
+  // with *id unchanged; kInvalid when the directory cannot be read or the
+  // record not be saved (safe_save tells what is on disk then).  All are
+  // logged.
+  //
+  // Holds the mutex; with an id pointer it ends a listing.
+  int addRecord(const char* text, int* id, unsigned int maxId);
+
+  // Writes length bytes to the file at path, which has at most 4090 characters:
+  // first whole and synced to path.tmp, which then replaces the file.  Returns
+  // 0 or -1 (logged).  After a failure, or a crash, path or path.tmp is
+  // complete: path until path.tmp is.
+  //
+  // Takes no lock: the caller sees to it that nobody else writes the record.
+  int safe_save(const char* path, const char* content, int length);
+
+ private:
+  void Assign(const CTable& other);
+  void DeleteColumns();
+  bool HasMutex() const;
+  bool BuildPaths();
+  int LoadSchemaGuarded();
+  int LoadSchema(const char* path);
+  bool NamesRecord(const char* id) const;
+  int LoadRecord(int directory, const char* path, const char* id);
+  int SetValues(const char* id, char* fields);
+  CColumn* FindColumn(const char* key) const;
+  int FindRecord(const char* id);
+  int ScanForMatch(const CCondition* condition);
+  int HandOut(std::vector<CColumn*>& columns) const;
+  bool OpenCursor();
+  bool FindHighestId(unsigned int& highest);
+  int AllocateId(unsigned int maxId, int& id);
+  int SaveRecord(const char* path, const CTextBuffer& content);
+
+  std::string m_name;
+  std::vector<CColumn*> m_columns;  // owned
+  CDirIterator m_dirIterator;       // the cursor
+  char m_tablePath[4096];           // empty until opened
+  char m_schemaPath[4096];
+  std::string m_dbPath;
+  pthread_mutex_t* m_mutex;  // counted: see shared_mutex.h
+  bool m_ownMutex;
+};
+
+}  // namespace KivDB
+
+#endif  // KIVDB_TABLE_H_

@@ -1,0 +1,156 @@
+// Listing, lookups by id, and walks that only look at names.
+
+#include <kivdb/status.h>
+#include <kivdb/table.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <limits>
+
+#include "core/lock.h"
+#include "core/log.h"
+#include "core/no_throw.h"
+#include "core/path.h"
+#include "core/text.h"
+#include "core/walk.h"
+#include "table/condition.h"
+#include "table/entry.h"
+#include "zel.h"
+
+namespace KivDB {
+namespace {
+
+// The condition of a lookup by id, with its NUL.
+constexpr std::size_t kLookupSize = 255;
+
+}  // namespace
+
+bool CTable::OpenCursor() { return m_dirIterator.Open(m_tablePath) == 0; }
+
+int CTable::ListRecordsStart(const char* condition) {
+  if (zel_access(m_tablePath, F_OK) != 0 || !OpenCursor()) return kNotFound;
+  return ListRecordsNext(condition);
+}
+
+int CTable::ListRecordsNext(const char* condition) {
+  if (!HasMutex()) return kInvalid;
+  if (condition == nullptr) {
+    return WithLock(m_mutex, [this] { return ScanForMatch(nullptr); });
+  }
+  const CCondition parsed(condition);
+  return WithLock(m_mutex, [&] { return ScanForMatch(&parsed); });
+}
+
+// Reads on to the next record that meets the condition.  The mutex is held.
+int CTable::ScanForMatch(const CCondition* condition) {
+  const Walk walk = WalkEntries(m_dirIterator, [&](const char* name) {
+    const bool found =
+        !SkipMarker(name) &&
+        LoadRecord(m_dirIterator.Descriptor(), name, name) == kOk &&
+        (condition == nullptr || condition->Matches(m_columns));
+    return !found;
+  });
+  if (walk == Walk::kStopped) return kOk;
+  return walk == Walk::kEnd ? kNoRecord : kNotFound;
+}
+
+int CTable::ListRecordsStart(std::vector<CColumn*>& columns,
+                             const char* condition) {
+  const int status = ListRecordsStart(condition);
+  return status == kOk ? HandOut(columns) : status;
+}
+
+int CTable::ListRecordsNext(std::vector<CColumn*>& columns,
+                            const char* condition) {
+  const int status = ListRecordsNext(condition);
+  return status == kOk ? HandOut(columns) : status;
+}
+
+int CTable::HandOut(std::vector<CColumn*>& columns) const {
+  return NoThrow<int>(kNoMemory, [&] {
+    columns = m_columns;
+    return kOk;
+  });
+}
+
+bool CTable::MatchColumn(const char* condition) {
+  if (condition == nullptr) {
+    KIVDB_INFO(-1, "no condition");
+    return false;
+  }
+  return CCondition(condition).Matches(m_columns);
+}
+
+int CTable::FindRecord(const char* id) {
+  if (id == nullptr) return KIVDB_FAIL(kInvalid, "invalid parameter");
+  char condition[kLookupSize] = "id=";
+  zelstrcpy(condition + 3, id, sizeof(condition) - 3);
+  return ListRecordsStart(condition);
+}
+
+int CTable::GetRecord(const char* id, std::vector<CColumn*>& columns) {
+  const int status = FindRecord(id);
+  return status == kOk ? HandOut(columns) : status;
+}
+
+int CTable::GetValStr(const char* id, const char* key, char* buf,
+                      unsigned int size) {
+  const int status = FindRecord(id);
+  return status == kOk ? GetValStr(key, buf, size) : status;
+}
+
+int CTable::GetValInt(const char* id, const char* key, int& out) {
+  const int status = FindRecord(id);
+  return status == kOk ? GetValInt(key, out) : status;
+}
+
+int CTable::GetValBigInt(const char* id, const char* key, long& out) {
+  const int status = FindRecord(id);
+  return status == kOk ? GetValBigInt(key, out) : status;
+}
+
+int CTable::records() {
+  if (!HasMutex() || !OpenCursor()) return -1;
+  return WithLock(m_mutex, [this] {
+    int count = 0;
+    const Walk walk = WalkEntries(m_dirIterator, [&](const char* name) {
+      if (!SkipMarker(name)) ++count;
+      return true;
+    });
+    return walk == Walk::kEnd ? count : -1;
+  });
+}
+
+unsigned int CTable::get_max_id() {
+  unsigned int highest = 0;
+  return FindHighestId(highest) ? highest
+                                : std::numeric_limits<unsigned int>::max();
+}
+
+// False when the table directory cannot be read to its end.
+bool CTable::FindHighestId(unsigned int& highest) {
+  if (!OpenCursor()) return false;
+  highest = 0;
+  const Walk walk = WalkEntries(m_dirIterator, [&](const char* name) {
+    if (!SkipMarker(name)) highest = std::max(highest, LeadingId(name));
+    return true;
+  });
+  return walk == Walk::kEnd;
+}
+
+bool CTable::is_ignorable_file(const char* name, bool flag) {
+  name = TextOrEmpty(name);
+  return IsDots(name) || (!flag && SkipMarker(name));
+}
+
+bool CTable::IsDir(const dirent* entry, const char* path) {
+  if (!HasMutex() || entry == nullptr || path == nullptr) return false;
+  const CPath full(path, entry->d_name);
+  return WithLock(m_mutex, [&] {
+    struct stat status;
+    return stat(full.text(), &status) == 0 && S_ISDIR(status.st_mode);
+  });
+}
+
+}  // namespace KivDB
