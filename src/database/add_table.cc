@@ -1,0 +1,138 @@
+// Adding tables to a database.
+
+#include <kivdb/database.h>
+#include <kivdb/status.h>
+#include <kivdb/utils.h>
+#include <sys/stat.h>
+
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "core/descriptor.h"
+#include "core/log.h"
+#include "core/no_throw.h"
+#include "core/path.h"
+#include "core/text.h"
+#include "core/text_buffer.h"
+#include "database/creation_file.h"
+#include "zel.h"
+
+namespace KivDB {
+namespace {
+
+constexpr mode_t kTableMode = 0775;
+constexpr mode_t kSchemaMode = 0666;
+constexpr int kSchemaFlags = O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK;
+constexpr std::size_t kFingerprintSize = 65;
+constexpr int kFingerprintKind = 3;
+
+// Appends the schema's spec of one entry "name(type)".  An entry without "(" is
+// name and type at once.
+int AppendSpec(std::string_view entry, std::string& schema) {
+  const std::size_t open = entry.find('(');
+  const std::size_t close = entry.find(')');
+  if (open == 0 || close == 0) return kSyntax;
+  const std::size_t begin = open == entry.npos ? 0 : open + 1;
+  const std::size_t end =
+      close == entry.npos || close < begin ? entry.size() : close;
+  const std::string_view type = entry.substr(begin, end - begin);
+  if (type != "int" && type != "varchar") return kUnknownType;
+  if (!schema.empty()) schema += '|';
+  schema.append(entry.substr(0, open)).append("[").append(type).append("]");
+  return kOk;
+}
+
+// Changes columns, a description "name(type),name(type)".
+int BuildSchema(char* columns, std::string& schema) {
+  CUtils::strstrip(columns);
+  while (const char* entry = StringGetNextA(&columns, ',')) {
+    const int status = AppendSpec(entry, schema);
+    if (status != kOk) return status;
+  }
+  return kOk;
+}
+
+}  // namespace
+
+int CKivDatabase::AddTable(const char* name, const char* columns) {
+  name = TextOrEmpty(name);
+  if (GetTable(name) != nullptr) {
+    return KIVDB_FAIL(kInvalid, "table [%s] already exist", name);
+  }
+  if (columns == nullptr) return KIVDB_FAIL(kInvalid, "invalid parameter");
+  CTextBuffer copy;
+  if (!copy.Append(columns)) return KIVDB_FAIL(kNoMemory, "can't strdup");
+  return NoThrow<int>(kNoMemory, [&] {
+    std::string schema;
+    int status = BuildSchema(copy.data(), schema);
+    if (status != kOk) return status;
+    status = MakeTable(name, schema.c_str());
+    if (status != kOk) return status;
+    status = OpenTable(name);
+    // This line has never carried the code.
+    if (status != kOk) KIVDB_ERROR(kOk, "open table error");
+    return status;
+  });
+}
+
+int CKivDatabase::CheckAddTable(const char* name, const char* inifile) {
+  name = TextOrEmpty(name);
+  if (GetTable(name) != nullptr) return kOk;
+  if (inifile == nullptr) return KIVDB_FAIL(kInvalid, "invalid parameter");
+  char schema[kValueSize];
+  if (!ReadSchemaValue(name, inifile, schema)) {
+    return KIVDB_FAIL(kNoRecord,
+                      "Can't get table [%s] schema information from inifile "
+                      "[%s]",
+                      name, inifile);
+  }
+  return NoThrow<int>(kNoMemory, [&] {
+    int status = MakeTable(name, schema);
+    if (status != kOk) return status;
+    status = OpenTable(name);
+    if (status != kOk) KIVDB_ERROR(status, "open table error");
+    return status;
+  });
+}
+
+// Makes the table's schema file and directory.
+int CKivDatabase::MakeTable(const char* name, const char* schema) {
+  const int status = createSchemaF(name, schema);
+  if (status != kOk) {
+    return KIVDB_FAIL(status, "creat schema error [%s]", name);
+  }
+  return createTableF(name);
+}
+
+// Written in place, and nothing looks at how much of it reached the disk.
+int CKivDatabase::createSchemaF(const char* name, const char* schema) {
+  if (schema == nullptr) return KIVDB_FAIL(kInvalid, "invalid parameter");
+  name = TextOrEmpty(name);
+  const CPath path(m_path, kSchemaDirectory, name);
+  const std::size_t length = std::strlen(schema);
+  char fingerprint[kFingerprintSize] = "";
+  FingerprintFromData(schema, length, fingerprint, sizeof(fingerprint),
+                      kFingerprintKind);
+  if (IsPathComponent(name)) {
+    const CDescriptor file(path.text(), kSchemaFlags, kSchemaMode);
+    if (file.IsOpen()) {
+      safe_write(file.Get(), schema, length);
+      safe_write(file.Get(), "\n", 1);
+      safe_write(file.Get(), fingerprint, std::strlen(fingerprint));
+      return kOk;
+    }
+  }
+  return KIVDB_FAIL(kSchemaUnreadable, "failed to create schema file: %s",
+                    path.text());
+}
+
+int CKivDatabase::createTableF(const char* name) {
+  name = TextOrEmpty(name);
+  if (IsPathComponent(name)) {
+    mkdir(CPath(m_path, kDataDirectory, name).text(), kTableMode);
+  }
+  return kOk;
+}
+
+}  // namespace KivDB
