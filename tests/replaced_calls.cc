@@ -1,0 +1,126 @@
+// Calls of the platform and the system that a test replaces in its program. The
+// dynamic linker takes them before the real ones, to which they forward.
+//
+// They run before a sanitizer is ready, and so are compiled without any.
+
+#include "replaced_calls.h"
+
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+// The address sanitizer does not know that a cancelled thread leaves its
+// frames: it has to be told, where it is there.
+extern "C" void __asan_handle_no_return() __attribute__((weak));
+
+// The leak sanitizer knows what the dynamic linker keeps by the linker's calls
+// of malloc, which stand behind the one below.
+extern "C" const char* __lsan_default_suppressions() {
+  return "leak:_dl_map_object_deps";
+}
+
+namespace KivDB {
+
+thread_local Plan plan;
+
+}  // namespace KivDB
+
+namespace {
+
+using KivDB::Action;
+using KivDB::plan;
+
+bool IsReached(Action action) {
+  return plan.action == action && ++plan.calls >= plan.at;
+}
+
+// True when the call has to fail, with errno set.
+bool Enter(const char* call) {
+  if (IsReached(Action::kCancel)) {
+    if (plan.calls == plan.at) pthread_cancel(pthread_self());
+    if (__asan_handle_no_return != nullptr) __asan_handle_no_return();
+    pthread_testcancel();
+  }
+  if (IsReached(Action::kExit)) _exit(3);
+  if (plan.failing == nullptr || std::strcmp(plan.failing, call) != 0) {
+    return false;
+  }
+  errno = plan.error;
+  return true;
+}
+
+template <typename Function>
+Function* Real(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+#define REPLACE(result, call, parameters, arguments, failure) \
+  result call parameters {                                    \
+    if (Enter(#call)) return failure;                         \
+    return Real<result parameters>(#call) arguments;          \
+  }
+
+extern "C" {
+
+REPLACE(ssize_t, safe_write, (int fd, const void* bytes, size_t length),
+        (fd, bytes, length), -1)
+REPLACE(int, safe_fsync, (int fd), (fd), -1)
+REPLACE(int, rename_dirfsync,
+        (const char* from, const char* to, const char* directory, int flags),
+        (from, to, directory, flags), -1)
+REPLACE(int, zel_access, (const char* path, int mode), (path, mode), -1)
+REPLACE(ssize_t, read, (int fd, void* bytes, size_t length),
+        (fd, bytes, length), -1)
+REPLACE(ssize_t, write, (int fd, const void* bytes, size_t length),
+        (fd, bytes, length), -1)
+REPLACE(int, close, (int fd), (fd), -1)
+REPLACE(int, fsync, (int fd), (fd), -1)
+REPLACE(DIR*, opendir, (const char* path), (path), nullptr)
+REPLACE(int, closedir, (DIR * directory), (directory), -1)
+REPLACE(dirent*, readdir, (DIR * directory), (directory), nullptr)
+
+int openat(int directory, const char* path, int flags, ...) {
+  va_list rest;
+  va_start(rest, flags);
+  const mode_t mode = va_arg(rest, mode_t);
+  va_end(rest);
+  if (Enter("openat")) return -1;
+  return Real<int(int, const char*, int, ...)>("openat")(directory, path, flags,
+                                                         mode);
+}
+
+void* malloc(size_t size) noexcept {
+  static void* (*real)(size_t) = nullptr;  // a guard would need memory
+  if (real == nullptr) real = Real<void*(size_t)>("malloc");
+  return IsReached(Action::kFailMemory) ? nullptr : real(size);
+}
+
+void* realloc(void* block, size_t size) noexcept {
+  static void* (*real)(void*, size_t) = nullptr;
+  if (real == nullptr) real = Real<void*(void*, size_t)>("realloc");
+  return IsReached(Action::kFailMemory) ? nullptr : real(block, size);
+}
+
+}  // extern "C"
+
+void* operator new(size_t size) {
+  void* block = malloc(size);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
+}
+// Inlined, they would look like frees of what new gave.
+[[gnu::noinline]] void operator delete(void* block) noexcept { free(block); }
+[[gnu::noinline]] void operator delete(void* block, size_t) noexcept {
+  free(block);
+}
