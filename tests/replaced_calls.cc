@@ -43,10 +43,11 @@ bool IsReached(Action action) {
   return plan.action == action && ++plan.calls >= plan.at;
 }
 
-// True when the call has to fail, with errno set.
-bool Enter(const char* call) {
-  if (IsReached(Action::kCancel)) {
-    if (plan.calls == plan.at) pthread_cancel(pthread_self());
+// True when the call has to fail, with errno set.  A call that can end the
+// thread is a cancellation point here even where the system makes it none.
+bool Enter(const char* call, bool canCancel = true) {
+  if (IsReached(Action::kCancel) && canCancel) {
+    if (plan.calls >= plan.at) pthread_cancel(pthread_self());
     if (__asan_handle_no_return != nullptr) __asan_handle_no_return();
     pthread_testcancel();
   }
@@ -71,6 +72,13 @@ Function* Real(const char* name) {
     return Real<result parameters>(#call) arguments;          \
   }
 
+// For calls that the system declares to throw nothing.
+#define REPLACE_PLAIN(result, call, parameters, arguments) \
+  result call parameters noexcept {                        \
+    if (Enter(#call, false)) return -1;                    \
+    return Real<result parameters>(#call) arguments;       \
+  }
+
 extern "C" {
 
 REPLACE(ssize_t, safe_write, (int fd, const void* bytes, size_t length),
@@ -90,12 +98,17 @@ REPLACE(DIR*, opendir, (const char* path), (path), nullptr)
 REPLACE(int, closedir, (DIR * directory), (directory), -1)
 REPLACE(dirent*, readdir, (DIR * directory), (directory), nullptr)
 
+REPLACE_PLAIN(int, rename, (const char* from, const char* to), (from, to))
+REPLACE_PLAIN(int, unlink, (const char* path), (path))
+REPLACE_PLAIN(int, unlinkat, (int directory, const char* path, int flags),
+              (directory, path, flags))
+
 int openat(int directory, const char* path, int flags, ...) {
   va_list rest;
   va_start(rest, flags);
   const mode_t mode = va_arg(rest, mode_t);
   va_end(rest);
-  if (Enter("openat")) return -1;
+  if (Enter((flags & O_CREAT) != 0 ? "create" : "openat")) return -1;
   return Real<int(int, const char*, int, ...)>("openat")(directory, path, flags,
                                                          mode);
 }

@@ -74,19 +74,28 @@ TEST_F(TableTest, RefusesWhatIsNoTable) {
 }
 
 TEST_F(TableTest, WithoutAMutexRefusesToWork) {
-  const Lines kLine = {
-      "error 20: Thread lock is not acquired, cannot proceed!"};
   CTable none;
-  EXPECT_EQ(kInvalid, none.Open());
-  EXPECT_EQ(kLine, TakeLines());
-  EXPECT_EQ(kInvalid, none.ListRecordsNext(nullptr));
-  EXPECT_EQ(kLine, TakeLines());
-  EXPECT_EQ(-1, none.records());
-  EXPECT_EQ(kLine, TakeLines());
-  EXPECT_EQ(kInvalid, none.addRecord("1,a,2", nullptr, 0));
-  EXPECT_EQ(kLine, TakeLines());
-  EXPECT_FALSE(none.IsDir(nullptr, ""));
-  EXPECT_EQ(kLine, TakeLines());
+  std::vector<CColumn*> columns;
+  const struct {
+    int expected;
+    int result;
+  } kCalls[] = {
+      {kInvalid, none.Open()},
+      {kInvalid, none.ListRecordsNext(nullptr)},
+      {kInvalid, none.ListRecordsNext(columns, nullptr)},
+      {-1, none.records()},
+      {kInvalid, none.addRecord("1,a,2", nullptr, 0)},
+      {kInvalid, none.updateRecord("1", "a=2")},
+      {kInvalid, none.deleteRecord("1")},
+      {kInvalid, none.recover()},
+      {kInvalid, none.clear()},
+      {0, none.IsDir(nullptr, "") ? 1 : 0},
+  };
+  for (const auto& c : kCalls) EXPECT_EQ(c.expected, c.result);
+  const Lines lines = TakeLines();
+  EXPECT_EQ(std::size(kCalls), lines.size());
+  EXPECT_EQ(Names{"error 20: Thread lock is not acquired, cannot proceed!"},
+            Names(lines.begin(), lines.end()));
   EXPECT_EQ(kRecordUnreadable, none.readRecord("etc"));
 }
 

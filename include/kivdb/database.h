@@ -113,9 +113,35 @@ class KIVDB_EXPORT CKivDatabase {
   // CTable::Open or addRecord.
   int insertRecordsFromIni(const char* name, const char* inifile);
 
+  // Drops an empty table of this database: removes its directory and its schema
+  // file.  The form with a name also destroys the table object, and every
+  // pointer to it is void then; the form with a pointer leaves it registered.
+  //
+  // Returns kOk; kNotFound when there is no table of that name; kNotEmpty when
+  // it has records or they cannot be counted; kInvalid for a null pointer, or
+  // when the directory, which a marker entry keeps, or the schema file cannot
+  // be removed.  All are logged.
+  int DropTable(CTable* table);
+  int DropTable(const char* name);
+
+  // Clears and drops every table, then deletes all that the database has below
+  // its root, tables that were never opened included; the root stays.  Symbolic
+  // links are removed and not followed.
+  //
+  // Returns kOk; kNotClearable when a table directory cannot be opened;
+  // kNotEmpty when one holds a directory; kInvalid for an empty root or when
+  // something cannot be removed.  All are logged.  What was dropped before a
+  // failure stays dropped.
+  int drop();
+
+  // Recovers every table; stops at the first that fails and returns its result.
+  // See CTable::recover.
+  int recover();
+
  private:
   int RegisterTables();
   int OpenTable(const char* name);
+  void Forget(CTable* table);
   int MakeTable(const char* name, const char* schema);
   void SetHost(const char* host);
   bool HasRoot() const;

@@ -33,11 +33,11 @@ class CTextBuffer;
 // Threads: operations that say so hold the table's mutex for their own span,
 // and copies of a table share it.  The values of the current record are not
 // locked between calls, and a table has one cursor: run at most one of
-// ListRecords*, GetRecord, the GetVal* by id, records, get_max_id and addRecord
-// with an id pointer at a time on one table object.  Construction, copying,
-// assignment, destruction, Open by name and name() need the table for
-// themselves.  A thread may be cancelled in any operation; it leaves no lock,
-// descriptor or memory behind.
+// ListRecords*, GetRecord, the GetVal* by id, records, get_max_id, addRecord
+// with an id pointer, recover and clear at a time on one table object.
+// Construction, copying, assignment, destruction, Open by name and name() need
+// the table for themselves.  A thread may be cancelled in any operation; it
+// leaves no lock, descriptor or memory behind.
 class KIVDB_EXPORT CTable {
  public:
   // No name, no columns and no mutex: of use only to assign to.
@@ -179,6 +179,46 @@ class KIVDB_EXPORT CTable {
   // Takes no lock: the caller sees to it that nobody else writes the record.
   int safe_save(const char* path, const char* content, int length);
 
+  // Changes values of a record.  text is a list "key=value,key=value": blanks
+  // in keys and around values are removed, the value is all behind the first
+  // "=", and a key alone stands for the empty value.  What the text does not
+  // name stays as it is stored, byte for byte.  The id cannot be changed.
+  //
+  // Returns kOk: the record is on disk and current.  kNotFound when there is no
+  // such record; kSyntax for an empty piece, a key that is no column or a value
+  // with a line feed inside; kInvalid when the record cannot be saved (see
+  // safe_save); or as readRecord.  All are logged.  After a failure the record
+  // is unchanged unless saving it failed; the columns keep what was applied.
+  //
+  // Holds the mutex from the look for the record to its save.
+  int updateRecord(const char* id, const char* text);
+
+  // Applies such a text to the current record, in memory only.  text is from
+  // malloc and freed in every case.  Returns kOk, kSyntax, or kNoMemory, also
+  // for null; all are logged.  Takes no lock.
+  int update_col(char* text);
+
+  // Saves the current record to the file at path; values are written as they
+  // read, without escapes.  Returns kOk, kSyntax or kInvalid as updateRecord.
+  // Takes no lock: the caller sees to it that nobody else uses the table.
+  int update(const char* path);
+
+  // Removes the record's file.  Returns kOk, also when there is none or it
+  // cannot be removed.  Holds the mutex.
+  int deleteRecord(const char* id);
+
+  // Removes every entry whose name contains ".ADD" or ".UPDATE" from the table
+  // directory; temporary files stay.  Returns kOk, also when some could not be
+  // removed, or kNotFound when the directory cannot be opened or read (not
+  // logged).  Holds the mutex and ends a listing.
+  int recover();
+
+  // Removes every file from the table directory, records and others; the table
+  // stays and is empty.  A directory in it stays, too.  Returns kOk, or
+  // kNotClearable when the table directory cannot be opened or read (not
+  // logged).  Holds the mutex and ends a listing.
+  int clear();
+
  private:
   void Assign(const CTable& other);
   void DeleteColumns();
@@ -187,9 +227,10 @@ class KIVDB_EXPORT CTable {
   int LoadSchemaGuarded();
   int LoadSchema(const char* path);
   bool NamesRecord(const char* id) const;
-  int LoadRecord(int directory, const char* path, const char* id);
+  int LoadRecord(int directory, const char* path, const char* id,
+                 CTextBuffer& line);
   int SetValues(const char* id, char* fields);
-  CColumn* FindColumn(const char* key) const;
+  std::vector<CColumn*>::const_iterator FindColumn(const char* key) const;
   int FindRecord(const char* id);
   int ScanForMatch(const CCondition* condition);
   int HandOut(std::vector<CColumn*>& columns) const;
@@ -197,6 +238,10 @@ class KIVDB_EXPORT CTable {
   bool FindHighestId(unsigned int& highest);
   int AllocateId(unsigned int maxId, int& id);
   int SaveRecord(const char* path, const CTextBuffer& content);
+  int MergeAndSave(const char* path, const char* fields, const char* text);
+  int ApplyUpdate(char* text, std::vector<const char*>* stored);
+  int SaveValues(const char* path, const std::vector<const char*>& stored);
+  int RemoveEntries(bool (*isChosen)(const char* name), int failure);
 
   std::string m_name;
   std::vector<CColumn*> m_columns;  // owned

@@ -23,15 +23,9 @@ ssize_t safe_write(int fd, const void* buffer, size_t length) {
   return static_cast<ssize_t>(done);
 }
 
-int safe_fsync(int fd) {
-  // Only an interrupted sync is tried again: after any other failure a second
-  // one may succeed without the data being on disk.
-  int result = 0;
-  do {
-    result = fsync(fd);
-  } while (result != 0 && errno == EINTR);
-  return result;
-}
+// Never tried again: after a failure a second sync may succeed without the data
+// being on disk.
+int safe_fsync(int fd) { return fsync(fd) == 0 ? 0 : -1; }
 
 // No flag has a meaning: flags is ignored.
 int rename_dirfsync(const char* from, const char* to, const char* directory,

@@ -13,6 +13,7 @@ constexpr std::size_t kPathBound = 4095;
 
 // Below the root: one directory with a directory per table, and one with a
 // schema file per table.
+constexpr char kTopDirectory[] = "kiv";
 constexpr char kDataDirectory[] = "kiv/database";
 constexpr char kSchemaDirectory[] = "kiv/schema";
 

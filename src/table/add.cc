@@ -17,6 +17,7 @@
 #include "core/path.h"
 #include "core/text.h"
 #include "core/text_buffer.h"
+#include "table/content.h"
 #include "zel.h"
 
 namespace KivDB {
@@ -47,17 +48,12 @@ bool ParseFields(const char* text, bool firstIsId, Fields& fields) {
     zelstrcpy(value, field, sizeof(value));
     if (firstIsId && fields.count == 0) {
       fields.id = LeadingId(value);
-    } else if (!fields.content.Append(value) || !fields.content.Append("|")) {
+    } else if (!AppendValue(value, fields.content)) {
       return false;
     }
     ++fields.count;
   }
   return true;
-}
-
-// A line feed would end the record's one line in the middle of a value.
-bool IsOneLine(const CTextBuffer& content) {
-  return std::memchr(content.data(), '\n', content.size()) == nullptr;
 }
 
 // False with errno set for what is not open or not a regular file: a FIFO with

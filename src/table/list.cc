@@ -13,6 +13,7 @@
 #include "core/no_throw.h"
 #include "core/path.h"
 #include "core/text.h"
+#include "core/text_buffer.h"
 #include "core/walk.h"
 #include "table/condition.h"
 #include "table/entry.h"
@@ -45,9 +46,10 @@ int CTable::ListRecordsNext(const char* condition) {
 // Reads on to the next record that meets the condition.  The mutex is held.
 int CTable::ScanForMatch(const CCondition* condition) {
   const Walk walk = WalkEntries(m_dirIterator, [&](const char* name) {
+    CTextBuffer line;
     const bool found =
         !SkipMarker(name) &&
-        LoadRecord(m_dirIterator.Descriptor(), name, name) == kOk &&
+        LoadRecord(m_dirIterator.Descriptor(), name, name, line) == kOk &&
         (condition == nullptr || condition->Matches(m_columns));
     return !found;
   });

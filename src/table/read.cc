@@ -15,20 +15,25 @@
 
 namespace KivDB {
 
-// Without a table path, an id would name a file of the root directory.
+// Without a table path an id would name a file of the root directory, and one
+// that does not fit behind it could be cut to that of another record.
 bool CTable::NamesRecord(const char* id) const {
-  return m_tablePath[0] != '\0' && IsPathComponent(id);
+  const std::size_t length = std::strlen(m_tablePath);
+  return length > 0 && length + 1 + std::strlen(id) < kPathBound &&
+         IsPathComponent(id);
 }
 
 int CTable::readRecord(const char* id) {
   if (id == nullptr) return KIVDB_FAIL(kInvalid, "invalid parameter");
-  return LoadRecord(AT_FDCWD, CPath(m_tablePath, id).text(), id);
+  CTextBuffer line;
+  return LoadRecord(AT_FDCWD, CPath(m_tablePath, id).text(), id, line);
 }
 
-// path is relative to directory, as ReadFirstLine takes it.
-int CTable::LoadRecord(int directory, const char* path, const char* id) {
+// path is relative to directory, as ReadFirstLine takes it.  On kOk line holds
+// the fields as they are stored, each with a NUL for its separator.
+int CTable::LoadRecord(int directory, const char* path, const char* id,
+                       CTextBuffer& line) {
   const std::size_t fields = m_columns.empty() ? 0 : m_columns.size() - 1;
-  CTextBuffer line;
   FirstLine result = FirstLine::kUnreadable;
   if (NamesRecord(id)) result = ReadFirstLine(directory, path, fields, line);
   switch (result) {
@@ -65,15 +70,16 @@ int CTable::SetValues(const char* id, char* fields) {
   return KIVDB_FAIL(kBadRecord, "can't readRecord: record's content error");
 }
 
-CColumn* CTable::FindColumn(const char* key) const {
-  const auto found = std::find_if(
+std::vector<CColumn*>::const_iterator CTable::FindColumn(
+    const char* key) const {
+  return std::find_if(
       m_columns.begin(), m_columns.end(),
       [&](const CColumn* c) { return std::strcmp(c->name(), key) == 0; });
-  return found != m_columns.end() ? *found : nullptr;
 }
 
 CColumn* CTable::getcolumn(const char* name) {
-  return FindColumn(TextOrEmpty(name));
+  const auto found = FindColumn(TextOrEmpty(name));
+  return found != m_columns.end() ? *found : nullptr;
 }
 
 int CTable::GetValStr(const char* key, char* buf, unsigned int size) {

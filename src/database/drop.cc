@@ -1,0 +1,92 @@
+// Dropping tables and the database, and its recovery.
+
+#include <kivdb/database.h>
+#include <kivdb/status.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "core/log.h"
+#include "core/path.h"
+#include "core/text.h"
+#include "zel.h"
+
+namespace KivDB {
+
+int CKivDatabase::DropTable(CTable* table) {
+  if (table == nullptr) return KIVDB_FAIL(kInvalid, "parameter null");
+  // A table whose records cannot be counted may have some.
+  if (table->records() != 0) {
+    return KIVDB_FAIL(kNotEmpty, "the table is not empty");
+  }
+  const CPath directory(m_path, kDataDirectory, table->name());
+  if (rmdir(directory.text()) != 0) {
+    return KIVDB_FAIL(kInvalid, "can't rmdir [%s], reason [%s]",
+                      directory.text(), strerror(errno));
+  }
+  const CPath schema(m_path, kSchemaDirectory, table->name());
+  if (unlink(schema.text()) != 0) {
+    return KIVDB_FAIL(kInvalid, "can't unlink [%s], reason [%s]", schema.text(),
+                      strerror(errno));
+  }
+  return kOk;
+}
+
+int CKivDatabase::DropTable(const char* name) {
+  name = TextOrEmpty(name);
+  CTable* table = GetTable(name);
+  if (table == nullptr) {
+    // The line has always had another code than the result.
+    KIVDB_ERROR(kNotEmpty, "table %s does not exist", name);
+    return kNotFound;
+  }
+  const int status = DropTable(table);
+  if (status != kOk) {
+    return KIVDB_FAIL(status, "can't drop table [%s]", name);
+  }
+  Forget(table);
+  return kOk;
+}
+
+// Takes a dropped table out of the database and destroys it.
+void CKivDatabase::Forget(CTable* table) {
+  m_tables.erase(std::find(m_tables.begin(), m_tables.end(), table));
+  --m_tableCount;
+  delete table;
+}
+
+int CKivDatabase::drop() {
+  if (!HasRoot()) return kInvalid;
+  while (!m_tables.empty()) {
+    CTable* table = m_tables.front();
+    int status = table->clear();
+    if (status != kOk) {
+      return KIVDB_FAIL(status, "can't clear talbe [%s]", table->name());
+    }
+    status = DropTable(table);
+    if (status != kOk) {
+      return KIVDB_FAIL(status, "can't Drop table [%s]", table->name());
+    }
+    Forget(table);
+  }
+  for (const char* tree : {kSchemaDirectory, kDataDirectory, kTopDirectory}) {
+    const CPath path(m_path, tree);
+    if (!DeleteTreeA(path.text())) {
+      return KIVDB_FAIL(kInvalid, "can delete dir [%s] reason [%s]",
+                        path.text(), strerror(errno));
+    }
+  }
+  return kOk;
+}
+
+int CKivDatabase::recover() {
+  for (CTable* table : m_tables) {
+    const int status = table->recover();
+    if (status != kOk) return status;
+  }
+  return kOk;
+}
+
+}  // namespace KivDB
