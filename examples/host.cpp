@@ -4,8 +4,9 @@
 //
 // It opens the database below ROOT, creating it from CREATION_FILE when there
 // is none, adds the accounts of this machine, and shows how records are looked
-// up, listed and read.  It may be run again on the same ROOT.  Afterwards look
-// at ROOT/kiv with ls and cat: a record is a file, a table is a directory.
+// up, listed, read, changed and deleted.  It may be run again on the same ROOT.
+// Afterwards look at ROOT/kiv with ls and cat: a record is a file, a table is a
+// directory.
 
 #include <kivdb/kivdb.h>
 #include <pwd.h>
@@ -133,6 +134,31 @@ void ReadSizes(CTable& sizes) {
   std::printf("  there are %li ethernet addresses\n", count);
 }
 
+// What becomes of a record after it was added.
+void ChangeSetting(CTable& settings) {
+  std::printf("Changing a setting\n");
+  Check(settings.updateRecord("4", "value = welcome"), "updating a setting");
+  std::vector<CColumn*> columns;
+  Check(settings.GetRecord("4", columns), "looking up a setting");
+  PrintRecord(settings, columns);
+}
+
+void DeleteService(CTable& services, const char* id) {
+  Check(services.deleteRecord(id), "deleting a service");
+  std::printf("  deleted %s/%s\n", services.name(), id);
+}
+
+// Drops the table of sizes, which has served its purpose, if it is still there.
+void DropSizes(CKivDatabase& database) {
+  CTable* sizes = database.GetTable("sizes");
+  if (sizes == nullptr) return;
+  ReadSizes(*sizes);
+  std::printf("Emptying and dropping a table\n");
+  Check(sizes->clear(), "clearing a table");
+  Check(database.DropTable("sizes"), "dropping a table");
+  std::printf("  sizes is gone, and its directory with it\n");
+}
+
 void Run(CKivDatabase& database, const char* creationFile, const char* root) {
   OpenDatabase(database, creationFile, root);
 
@@ -147,7 +173,16 @@ void Run(CKivDatabase& database, const char* creationFile, const char* root) {
   LookUp(services);
   std::printf("Services that are encrypted and use tcp\n");
   PrintRecords(services, "protocol=tcp,encrypted=yes");
-  ReadSizes(FindTable(database, "sizes"));
+
+  ChangeSetting(FindTable(database, "settings"));
+  std::printf("Deleting the services that nobody should use any more\n");
+  DeleteService(services, "1");
+  DeleteService(services, "3");
+  DropSizes(database);
+  std::printf("Removing what a crash may have left in any table\n");
+  Check(database.recover(), "recovering the database");
+  std::printf("The services that remain: %i\n", services.records());
+  PrintRecords(services, nullptr);
 
   std::printf("Now try: cat %s/kiv/database/services/2\n", root);
 }

@@ -124,8 +124,9 @@ TEST_F(AddTest, RefusesAPathThatIsTooLong) {
   for (const std::size_t length : {4090U, 4091U}) {
     std::string root = m_root;
     const std::size_t rest = std::string("/kiv/database/t/1").size();
-    while (root.size() + rest + 200 < length)
+    while (root.size() + rest + 200 < length) {
       root += "/" + std::string(100, 'd');
+    }
     root += "/" + std::string(length - root.size() - rest - 1, 'd');
     fs::create_directories(root + "/kiv/schema");
     fs::create_directories(root + "/kiv/database/t");

@@ -95,10 +95,10 @@ TEST(Utils, RemoveBlanks) {
   };
   for (const auto& c : kTexts) {
     std::string trimmed = c.text;
-    CUtils::trim(&trimmed[0]);
+    CUtils::trim(trimmed.data());
     EXPECT_STREQ(c.trimmed, trimmed.c_str());
     std::string stripped = c.text;
-    CUtils::strstrip(&stripped[0]);
+    CUtils::strstrip(stripped.data());
     EXPECT_STREQ(c.stripped, stripped.c_str());
   }
   CUtils::trim(nullptr);

@@ -46,7 +46,7 @@ TEST_F(HostTest, PrintsTheRecordsThatItLeaves) {
   for (const char* run : {"first", "second"}) {
     SCOPED_TRACE(run);
     const Lines lines = RunHost(m_root);
-    std::map<std::string, std::string> printed;
+    std::map<std::string, std::string> printed;  // the last of each record
     for (const auto& line : lines) {
       std::string path;
       std::string values;
@@ -61,10 +61,15 @@ TEST_F(HostTest, PrintsTheRecordsThatItLeaves) {
       EXPECT_EQ(values, file) << path;
     }
     EXPECT_EQ("ssh | 22 | tcp | yes", printed["services/2"]);
-    EXPECT_EQ("appliance 7 at 127.0.0.1",
-              GetFile("kiv/database/settings/4").substr(7, 24));
-    EXPECT_EQ(1U, printed.count("services/18"));
-    EXPECT_EQ(0U, printed.count("services/9")) << "it is not encrypted";
+    EXPECT_EQ("banner|welcome|", GetFile("kiv/database/settings/4"));
+    EXPECT_EQ("database|7|", GetFile("kiv/database/settings/1"));
+    for (const auto& name : ListFiles("kiv/database/services")) {
+      EXPECT_EQ(1U, printed.count("services/" + name)) << name;
+    }
+    EXPECT_EQ(20U, ListFiles("kiv/database/services").size());
+    EXPECT_EQ((Names{"accounts", "protocols", "services", "settings"}),
+              ListFiles("kiv/schema"));
+    EXPECT_EQ(ListFiles("kiv/schema"), ListFiles("kiv/database"));
   }
 }
 

@@ -25,7 +25,7 @@ extern "C" void __asan_handle_no_return() __attribute__((weak));
 // The leak sanitizer knows what the dynamic linker keeps by the linker's calls
 // of malloc, which stand behind the one below.
 extern "C" const char* __lsan_default_suppressions() {
-  return "leak:_dl_map_object_deps";
+  return "leak:ld-linux";
 }
 
 namespace KivDB {

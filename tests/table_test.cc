@@ -41,8 +41,9 @@ TEST_F(TableTest, LoadsTheSchemaUpToItsFirstBadSpec) {
     EXPECT_EQ(c.lines, TakeLines());
     std::string columns;
     for (const char* name : {"id", "name", "junk", "size", ""}) {
-      if (m_table.getcolumn(name) != nullptr)
+      if (m_table.getcolumn(name) != nullptr) {
         columns += name + std::string(" ");
+      }
     }
     EXPECT_EQ(c.columns, columns);
   }

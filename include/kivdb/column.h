@@ -65,7 +65,7 @@ class KIVDB_EXPORT CColumn {
   std::string m_name;
   int m_type;
   bool m_primaryKey;
-  char* m_data;  // from strdup, or null
+  char* m_data;  // from malloc, or null
 };
 
 }  // namespace KivDB

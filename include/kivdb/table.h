@@ -35,9 +35,9 @@ class CTextBuffer;
 // locked between calls, and a table has one cursor: run at most one of
 // ListRecords*, GetRecord, the GetVal* by id, records, get_max_id, addRecord
 // with an id pointer, recover and clear at a time on one table object.
-// Construction, copying, assignment, destruction, Open by name and name() need
-// the table for themselves.  A thread may be cancelled in any operation; it
-// leaves no lock, descriptor or memory behind.
+// Construction, copying, assignment, destruction and Open need the table for
+// themselves.  A thread may be cancelled in any operation; it leaves no lock,
+// descriptor or memory behind.
 class KIVDB_EXPORT CTable {
  public:
   // No name, no columns and no mutex: of use only to assign to.

@@ -2,6 +2,7 @@
 
 #include <kivdb/column.h>
 #include <kivdb/status.h>
+#include <malloc.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -16,6 +17,14 @@ namespace {
 // The code of a type is its place here.
 constexpr const char* kTypes[] = {"int", "bigint", "varchar"};
 constexpr int kUnset = 5;
+
+constexpr std::size_t kSmallestRoom = 64;
+
+std::size_t RoomFor(std::size_t size) {
+  std::size_t room = kSmallestRoom;
+  while (room < size) room *= 2;
+  return room;
+}
 
 }  // namespace
 
@@ -54,13 +63,20 @@ int CColumn::SetInfo(const char* spec) {
   });
 }
 
+// A value that fits takes the place of the old one: the records of a listing
+// cost no allocation each.  value may be the column's own.
 int CColumn::SetData(const char* value) {
-  // The copy comes first: value may be the column's own.
-  char* copy = strdup(TextOrEmpty(value));
+  value = TextOrEmpty(value);
+  const std::size_t size = std::strlen(value) + 1;
+  if (m_data != nullptr && size <= malloc_usable_size(m_data)) {
+    std::memmove(m_data, value, size);
+    return kOk;
+  }
+  auto* data = static_cast<char*>(std::malloc(RoomFor(size)));
+  if (data != nullptr) std::memcpy(data, value, size);
   std::free(m_data);
-  m_data = copy;
-  if (m_data == nullptr) return KIVDB_FAIL(kNoMemory, "no memory");
-  return kOk;
+  m_data = data;
+  return data != nullptr ? kOk : KIVDB_FAIL(kNoMemory, "no memory");
 }
 
 int CColumn::GetDataStr(char* buf, unsigned int size) const {

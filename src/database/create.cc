@@ -99,8 +99,9 @@ int CKivDatabase::InsertRecords(CTable& table, const char* inifile) {
                                         sizeof(record), nullptr, inifile);
     if (length == 0) return kOk;
     // The file has become unreadable: records would be missing without notice.
-    if (length < 0)
+    if (length < 0) {
       return KIVDB_FAIL(kNoRecord, "Can't get value [%s]", inifile);
+    }
     int status = ReplacePlaceholders(record, sizeof(record));
     if (status == kOk) status = table.addRecord(record, nullptr, 0);
     if (status != kOk) return status;

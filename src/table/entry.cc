@@ -11,16 +11,12 @@
 namespace KivDB {
 
 bool IsMarker(const char* name) {
-  // Most names have no dot at all.
-  const char* dot = std::strchr(name, '.');
-  return dot != nullptr && (std::strstr(dot, ".ADD") != nullptr ||
-                            std::strstr(dot, ".UPDATE") != nullptr);
+  return std::strstr(name, ".ADD") != nullptr ||
+         std::strstr(name, ".UPDATE") != nullptr;
 }
 
-bool SkipMarker(const char* name) {
-  if (!IsMarker(name)) return false;
+void LogMarker(const char* name) {
   KIVDB_ERROR(kBadRecord, "invalid record name found: %s.", name);
-  return true;
 }
 
 }  // namespace KivDB

@@ -3,13 +3,22 @@
 #ifndef TABLE_ENTRY_H_
 #define TABLE_ENTRY_H_
 
+#include <cstring>
+
 namespace KivDB {
 
 // A marker's name contains ".ADD" or ".UPDATE".  It is never a record.
 bool IsMarker(const char* name);
 
-// The same for a scan, which logs the marker that it skips.
-bool SkipMarker(const char* name);
+// Logs the marker that a scan skips.
+void LogMarker(const char* name);
+
+// Whether a scan skips the entry, with its line.  Most names have no dot.
+inline bool SkipMarker(const char* name) {
+  if (std::strchr(name, '.') == nullptr || !IsMarker(name)) return false;
+  LogMarker(name);
+  return true;
+}
 
 }  // namespace KivDB
 

@@ -45,8 +45,9 @@ int CTable::ListRecordsNext(const char* condition) {
 
 // Reads on to the next record that meets the condition.  The mutex is held.
 int CTable::ScanForMatch(const CCondition* condition) {
+  CTextBuffer line;
   const Walk walk = WalkEntries(m_dirIterator, [&](const char* name) {
-    CTextBuffer line;
+    line.Resize(0);
     const bool found =
         !SkipMarker(name) &&
         LoadRecord(m_dirIterator.Descriptor(), name, name, line) == kOk &&
