@@ -24,9 +24,6 @@ namespace {
 
 using CSharedFile = std::shared_ptr<const CIniFile>;
 
-// More than a tick of any clock that stamps files.
-constexpr long long kSettledNanoseconds = 50'000'000;
-
 bool SameTime(const timespec& a, const timespec& b) {
   return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
 }
@@ -37,15 +34,14 @@ bool SameState(const struct stat& a, const struct stat& b) {
          SameTime(a.st_ctim, b.st_ctim);
 }
 
-// Whether a change of the file from now on cannot bear the stamp that it has
-// already.  The change time counts, as nobody can set it.
+// Whether a change of the file from now on gets another stamp than it has.
+// Files are stamped with the coarse clock, or with its seconds, of which some
+// file systems count every second one.  The change time counts: nobody sets it.
 bool IsSettled(const struct stat& state, const timespec& now) {
-  constexpr long long kSecond = 1'000'000'000;
-  const long long seconds = now.tv_sec - state.st_ctim.tv_sec;
-  if (seconds < 0) return false;
-  if (seconds > 1) return true;
-  return seconds * kSecond + now.tv_nsec - state.st_ctim.tv_nsec >
-         kSettledNanoseconds;
+  const timespec& stamp = state.st_ctim;
+  if (stamp.tv_nsec == 0) return now.tv_sec > stamp.tv_sec + 1;
+  return now.tv_sec > stamp.tv_sec ||
+         (now.tv_sec == stamp.tv_sec && now.tv_nsec > stamp.tv_nsec);
 }
 
 // The file that was parsed last.  All of its calls may come from any thread.
@@ -79,23 +75,23 @@ class CLastFile {
 
 CLastFile last_file;
 
-// The parsed file at path, or null with errno set.  The file is opened even
-// when its parsed form is at hand: who may not open it gets no value.
+// The parsed file at path, or null with errno set.
 CSharedFile Parsed(const char* path) {
+  struct stat before {};
+  if (stat(path, &before) == 0) {
+    CSharedFile known = last_file.Get(path, before);
+    if (known != nullptr) return known;
+  }
   // O_NONBLOCK: a FIFO must not hold up its opening.
   const KivDB::CDescriptor file(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
   if (!file.IsOpen()) return nullptr;
   timespec now{};
-  struct stat before {};
-  clock_gettime(CLOCK_REALTIME, &now);
+  clock_gettime(CLOCK_REALTIME_COARSE, &now);
   if (fstat(file.Get(), &before) != 0) return nullptr;
   if (!S_ISREG(before.st_mode)) {
     errno = S_ISDIR(before.st_mode) ? EISDIR : EINVAL;
     return nullptr;
   }
-  CSharedFile known = last_file.Get(path, before);
-  if (known != nullptr) return known;
-
   const auto parsed = std::make_shared<CIniFile>();
   if (!parsed->Load(file.Get(), static_cast<size_t>(before.st_size))) {
     return nullptr;
