@@ -50,7 +50,8 @@ class KIVDB_EXPORT CKivDatabase {
   // Opens every table that the root's schema directory names.  The forms with
   // an argument first set the root: to path, cut to 4094 characters, or to the
   // value that config names; the path stays set when the opening fails.  A
-  // database that is open already stays as it is, and the result is kOk.
+  // database that has been opened counts as open for good: the result is kOk
+  // and nothing is looked at, not even after drop or Create.
   //
   // Returns kOk; kInvalid (logged) for an empty root, a null config or one
   // without a root; kNoSchemaDirectory when the schema directory cannot be
@@ -97,7 +98,8 @@ class KIVDB_EXPORT CKivDatabase {
   // "rec_2" and so on up to the first that is missing; they are added with
   // addRecord, the id in front.  In them {{$kivid}} stands for id (1 when it
   // is 0), {{$kivhost}} for host (the loopback address when it is null or
-  // empty; at most 1023 bytes) and {{$kivversion}} for 1.0.
+  // empty; at most 1023 bytes) and {{$kivversion}} for 1.0.  A schema line is
+  // cut to 2047 bytes and a record to 4094.
   //
   // Returns kOk; kInvalid (logged) for an empty root, a null or missing file or
   // a directory that cannot be made; kNoRecord for a file without sections or

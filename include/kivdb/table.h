@@ -34,7 +34,8 @@ class CTextBuffer;
 // and copies of a table share it.  The values of the current record are not
 // locked between calls, and a table has one cursor: run at most one of
 // ListRecords*, GetRecord, the GetVal* by id, records, get_max_id, addRecord
-// with an id pointer, recover and clear at a time on one table object.
+// with an id pointer, recover and clear at a time on one table object (calls of
+// addRecord among themselves may overlap).
 // Construction, copying, assignment, destruction and Open need the table for
 // themselves.  A thread may be cancelled in any operation; it leaves no lock,
 // descriptor or memory behind.
@@ -84,7 +85,8 @@ class KIVDB_EXPORT CTable {
   // kBadRecord when it has too few fields: the columns before the missing ones
   // are set then.  All are logged.
   //
-  // Takes no lock.
+  // Takes no lock: while another thread saves the record there is a moment
+  // without its file.  GetRecord waits for that thread.
   int readRecord(const char* id);
 
   // The column of that name, or null.  The table keeps it until its schema is
@@ -184,11 +186,12 @@ class KIVDB_EXPORT CTable {
   // "=", and a key alone stands for the empty value.  What the text does not
   // name stays as it is stored, byte for byte.  The id cannot be changed.
   //
-  // Returns kOk: the record is on disk and current.  kNotFound when there is no
-  // such record; kSyntax for an empty piece, a key that is no column or a value
-  // with a line feed inside; kInvalid when the record cannot be saved (see
-  // safe_save); or as readRecord.  All are logged.  After a failure the record
-  // is unchanged unless saving it failed; the columns keep what was applied.
+  // Returns kOk: the record is on disk and current, with the named values as
+  // they were given.  kNotFound when there is no such record; kSyntax for an
+  // empty piece, a key that is no column or a value with a line feed inside;
+  // kInvalid when the record cannot be saved (see safe_save); or as readRecord.
+  // All are logged.  After a failure the record is unchanged unless saving it
+  // failed; the columns keep what was applied.
   //
   // Holds the mutex from the look for the record to its save.
   int updateRecord(const char* id, const char* text);

@@ -35,13 +35,16 @@ bool SameState(const struct stat& a, const struct stat& b) {
 }
 
 // Whether a change of the file from now on gets another stamp than it has.
-// Files are stamped with the coarse clock, or with its seconds, of which some
-// file systems count every second one.  The change time counts: nobody sets it.
+// Files are stamped with the coarse clock; some file systems count in steps of
+// 10 ms, or of two seconds.  The change time counts: nobody sets it.
 bool IsSettled(const struct stat& state, const timespec& now) {
+  constexpr long long kSecond = 1'000'000'000;
   const timespec& stamp = state.st_ctim;
-  if (stamp.tv_nsec == 0) return now.tv_sec > stamp.tv_sec + 1;
-  return now.tv_sec > stamp.tv_sec ||
-         (now.tv_sec == stamp.tv_sec && now.tv_nsec > stamp.tv_nsec);
+  const long long seconds = now.tv_sec - stamp.tv_sec;
+  if (seconds < 0) return false;
+  if (seconds > 2) return true;
+  const long long age = seconds * kSecond + now.tv_nsec - stamp.tv_nsec;
+  return age >= (stamp.tv_nsec == 0 ? 2 * kSecond : kSecond / 100);
 }
 
 // The file that was parsed last.  All of its calls may come from any thread.

@@ -2,7 +2,6 @@
 
 #include <kivdb/column.h>
 #include <kivdb/status.h>
-#include <malloc.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -18,8 +17,9 @@ namespace {
 constexpr const char* kTypes[] = {"int", "bigint", "varchar"};
 constexpr int kUnset = 5;
 
-constexpr std::size_t kSmallestRoom = 64;
+constexpr std::size_t kSmallestRoom = 256;
 
+// The bytes that are taken for a text of size bytes, its NUL included.
 std::size_t RoomFor(std::size_t size) {
   std::size_t room = kSmallestRoom;
   while (room < size) room *= 2;
@@ -63,12 +63,13 @@ int CColumn::SetInfo(const char* spec) {
   });
 }
 
-// A value that fits takes the place of the old one: the records of a listing
-// cost no allocation each.  value may be the column's own.
+// A value that fits takes the place of the old one, so that the records of a
+// listing cost no allocation each.  What the old one needs is there at least.
+// value may be the column's own.
 int CColumn::SetData(const char* value) {
   value = TextOrEmpty(value);
   const std::size_t size = std::strlen(value) + 1;
-  if (m_data != nullptr && size <= malloc_usable_size(m_data)) {
+  if (m_data != nullptr && size <= RoomFor(std::strlen(m_data) + 1)) {
     std::memmove(m_data, value, size);
     return kOk;
   }
