@@ -1,154 +1,132 @@
 // Listing, conditions, lookups by id, and walks that look at names only.
 
+#include <algorithm>
+
 #include "test_util.h"
 
 namespace KivDB {
-namespace {
 
-using ListTest = CTableTest;
-
-TEST_F(ListTest, DeliversEachRecordOnce) {
+TEST_F(TableTest, DeliversEachRecordOnce) {
   EXPECT_EQ(kNoRecord, m_table.ListRecordsNext(nullptr));
-  PutRecord("1", "alpha|1|");
-  PutRecord("2", "beta|2|");
-  PutRecord("3", "broken");
-  PutRecord("4.ADD", "gamma|4|");
-  PutRecord("5.tmp", "delta|5|");
-  Names found;
+  for (const char* id : {"1", "2", "4.ADD", "5.tmp"}) Put(id, "alpha|1|");
+  Put("3", "broken");
+  std::multiset<std::string> found;
   std::vector<CColumn*> columns;
   int status = m_table.ListRecordsStart(columns, nullptr);
   for (; status == kOk; status = m_table.ListRecordsNext(columns, nullptr)) {
-    EXPECT_EQ(m_table.getcolumn("id"), columns.at(0));
-    EXPECT_TRUE(found.insert(Values(m_table)).second);
+    found.insert(columns.at(0)->data());
+    EXPECT_STREQ("alpha", m_table.getcolumn("name")->data());
   }
   EXPECT_EQ(kNoRecord, status);
-  EXPECT_EQ((Names{"1|alpha|1", "2|beta|2", "5.tmp|delta|5"}), found);
-  const Lines lines = TakeLines();
-  EXPECT_EQ((Names{"error 16: can't readRecord: record's content error",
-                   "error 16: invalid record name found: 4.ADD."}),
-            Names(lines.begin(), lines.end()));
-  EXPECT_EQ(2U, lines.size());
-  EXPECT_EQ(kNoRecord, m_table.ListRecordsNext(nullptr));
+  EXPECT_EQ((std::multiset<std::string>{"1", "2", "5.tmp"}), found);
+  const std::string log = Log();
+  EXPECT_EQ(2, std::count(log.begin(), log.end(), '\n')) << log;
 }
 
-// Record 2 is beta, with the size 7.
-TEST_F(ListTest, MatchesConditions) {
-  const struct {
-    const char* condition;
-    bool holds;
-  } kConditions[] = {
-      {"id=2", true},
-      {" i\td = 2 ", true},  // blanks go from the key and around the value
-      {"id=2,name=beta", true},
-      {"id=2,name=alpha", false},
-      {"id=2,name", true},  // a pair without "=" ends the list
-      {"name", false},
-      {"id=2,,name=alpha", true},  // and so does an empty one
-      {",id=2", false},
-      {"id=02", false},  // texts are compared, not numbers
-      {"name=be ta", false},
-      {"name=Beta", false},
-      {"name=\\x62eta", true},  // a value may be escaped
-      {"size=7=", false},
-      {"size=", false},
-      {"other=2", false},
-      {"=2", false},
-      {"", false},  // no pair held
-  };
-  PutRecord("2", "beta|7|");
+TEST_F(TableTest, MatchesConditions) {
+  Put("2", "beta|7|");
   ASSERT_EQ(kOk, m_table.readRecord("2"));
-  for (const auto& c : kConditions) {
-    EXPECT_EQ(c.holds, m_table.MatchColumn(c.condition)) << c.condition;
-    EXPECT_EQ(c.holds ? kOk : kNoRecord, m_table.ListRecordsStart(c.condition))
-        << c.condition;
+  // Blanks go from the key and around the value, which may be escaped; a pair
+  // that is empty or without "=" ends the list.
+  for (const char* met : {" i\td = 2 ", "id=2,name", "id=2,,name=alpha",
+                          "size=7,name=\\x62eta"}) {
+    EXPECT_TRUE(m_table.MatchColumn(met)) << met;
+    EXPECT_EQ(kOk, m_table.ListRecordsStart(met)) << met;
   }
-  EXPECT_EQ(Lines{}, TakeLines());
+  // std::multiset<std::string> are compared, not numbers, and some pair must
+  // hold.
+  for (const char* unmet : {"id=2,name=alpha", "id=02", "name=be ta",
+                            "size=7=", "other=2", ",id=2", ""}) {
+    EXPECT_FALSE(m_table.MatchColumn(unmet)) << unmet;
+    EXPECT_EQ(kNoRecord, m_table.ListRecordsStart(unmet)) << unmet;
+  }
   EXPECT_FALSE(m_table.MatchColumn(nullptr));
-  EXPECT_EQ(Lines{"info -1: no condition"}, TakeLines());
-  PutRecord("3", "a=b|" + std::string(5000, 'x') + "|");
-  EXPECT_EQ(kOk, m_table.ListRecordsStart("name=a=b"));
-  const std::string longPair = "size=" + std::string(4990, 'x');
-  EXPECT_EQ(kOk, m_table.ListRecordsStart(longPair.c_str())) << "both are cut";
+  EXPECT_EQ("I-1 no condition\n", Log());
+  Put("3", "a=b|" + std::string(5000, 'x') + "|");
+  const std::string both = "name=a=b,size=" + std::string(4990, 'x');
+  EXPECT_EQ(kOk, m_table.ListRecordsStart(both.c_str())) << "both are cut";
 }
 
-TEST_F(ListTest, LooksRecordsUpById) {
-  PutRecord("1", "alpha|10|");
-  PutRecord("3", "gamma|30|");
+TEST_F(TableTest, LooksUpRecordsAndTheirValues) {
+  Put("1", "alpha|8589934592|");
+  Put("3", "gamma|30|");
   std::vector<CColumn*> columns;
+  char text[8] = "old";
+  int number = 0;
+  long big = 0;
+  EXPECT_EQ(kOk, m_table.GetValStr("name", text, sizeof(text)));
+  EXPECT_STREQ("", text) << "no record was read";
   EXPECT_EQ(kNoRecord, m_table.GetRecord("2", columns));
   EXPECT_TRUE(columns.empty());
-  EXPECT_EQ(kInvalid, m_table.GetRecord(nullptr, columns));
   EXPECT_EQ(kOk, m_table.GetRecord("3", columns));
   ASSERT_EQ(3U, columns.size());
   EXPECT_STREQ("gamma", columns[1]->data());
-  char text[8];
-  int number = 0;
-  long big = 0;
-  EXPECT_EQ(kOk, m_table.GetValStr("1", "name", text, sizeof(text)));
-  EXPECT_STREQ("alpha", text);
   EXPECT_EQ(kOk, m_table.GetValInt("3", "size", number));
   EXPECT_EQ(30, number);
+  EXPECT_EQ(kOk, m_table.GetValStr("1", "name", text, sizeof(text)));
+  EXPECT_STREQ("alpha", text);
   EXPECT_EQ(kOk, m_table.GetValBigInt("1", "size", big));
-  EXPECT_EQ(10, big);
+  EXPECT_EQ(8589934592, big);
   EXPECT_EQ(kNoRecord, m_table.GetValInt("9", "size", number));
-  EXPECT_EQ(kNoColumn, m_table.GetValInt("3", "none", number));
-  fs::remove_all(Path(kTablePath));
-  EXPECT_EQ(kNotFound, m_table.GetRecord("3", columns));
+  EXPECT_EQ(kOk, m_table.readRecord("3"));
+  EXPECT_EQ(kInvalid, m_table.GetValInt("name", number));
+  EXPECT_EQ(kInvalid, m_table.GetValBigInt("name", big));
+  EXPECT_EQ(kNoColumn, m_table.GetValStr("Name", text, sizeof(text)));
+  EXPECT_EQ(kNoColumn, m_table.GetValInt("1", "x", number));
+  EXPECT_EQ(kNoColumn, m_table.GetValBigInt("x", big));
+  EXPECT_EQ(kInvalid, m_table.GetRecord(nullptr, columns));
+  EXPECT_EQ(
+      "E20 GetDataInt Error: invalid data [gamma]\n"
+      "E20 GetDataBigInt Error: invalid data [gamma]\n"
+      "I-1 can't find column by key [Name]\n"
+      "I13 can't find column by key [x]\nI13 can't find column by key [x]\n"
+      "E20 invalid parameter\n",
+      Log());
 }
 
-TEST_F(ListTest, CountsEntriesAndFindsTheHighestId) {
-  const struct {
-    const char* add;
-    int records;
-    unsigned int highest;
-  } kSteps[] = {
-      {nullptr, 0, 0},       {"3", 1, 3},    {"12.tmp", 2, 12},
-      {"99.ADD", 2, 12},     {"x", 3, 12},   {"a.UPDATE.b", 3, 12},
-      {"99.add", 4, 99},     {"007", 5, 99}, {"4294967296", 6, 99},
-      {"-1", 7, 4294967295},
-  };
-  for (const auto& c : kSteps) {
-    if (c.add != nullptr) PutRecord(c.add, "");
-    EXPECT_EQ(c.records, m_table.records());
-    EXPECT_EQ(kNoRecord, m_table.ListRecordsNext(nullptr));
-    EXPECT_EQ(c.highest, m_table.get_max_id()) << (c.add ? c.add : "empty");
+TEST_F(TableTest, CountsEntriesAndFindsTheHighestId) {
+  const std::tuple<const char*, int, unsigned> kSteps[] = {
+      {"x", 1, 0},       {"3", 2, 3},           {"12.tmp", 3, 12},
+      {"99.ADD", 3, 12}, {"a.UPDATE.b", 3, 12}, {"99.add", 4, 99},
+      {"007", 5, 99},    {"4294967296", 6, 99}, {"-1", 7, 4294967295}};
+  EXPECT_EQ(0, m_table.records());
+  for (const auto& [added, count, highest] : kSteps) {
+    Put(added, "");
+    EXPECT_EQ(count, m_table.records()) << added;
+    EXPECT_EQ(kNoRecord, m_table.ListRecordsNext(nullptr)) << "at its end";
+    EXPECT_EQ(highest, m_table.get_max_id()) << added;
   }
-  fs::remove_all(Path(kTablePath));
-  TakeLines();
+  fs::remove_all(m_records);
+  Log();
   EXPECT_EQ(-1, m_table.records());
   EXPECT_EQ(4294967295, m_table.get_max_id());
   EXPECT_EQ(kNotFound, m_table.ListRecordsStart(nullptr));
-  EXPECT_EQ(Lines{}, TakeLines());
+  EXPECT_EQ("", Log());
 }
 
-TEST_F(ListTest, TellsEntriesApart) {
-  const struct {
-    const char* name;
-    bool ignored;  // with the flag clear
-    bool ignoredWithFlag;
-  } kNames[] = {
-      {".", true, true},         {"..", true, true},    {"7", false, false},
-      {"7.UPDATE", true, false}, {".ADD", true, false}, {"...", false, false},
-      {"7.tmp", false, false},   {".a", false, false},  {"ADD", false, false},
-  };
-  for (const auto& c : kNames) {
-    EXPECT_EQ(c.ignored, m_table.is_ignorable_file(c.name, false)) << c.name;
-    EXPECT_EQ(c.ignoredWithFlag, m_table.is_ignorable_file(c.name, true));
+TEST_F(TableTest, TellsEntriesApart) {
+  for (const char* name : {"7", "...", ".a", "7.tmp", "ADD"}) {
+    EXPECT_FALSE(m_table.is_ignorable_file(name, false)) << name;
   }
-  EXPECT_EQ((Lines{"error 16: invalid record name found: 7.UPDATE.",
-                   "error 16: invalid record name found: .ADD."}),
-            TakeLines());
+  for (const bool flag : {false, true}) {
+    EXPECT_TRUE(m_table.is_ignorable_file(".", flag));
+    EXPECT_TRUE(m_table.is_ignorable_file("..", flag));
+    EXPECT_EQ(!flag, m_table.is_ignorable_file("7.UPDATE", flag));
+    EXPECT_EQ(!flag, m_table.is_ignorable_file(".ADD", flag));
+  }
+  EXPECT_EQ(
+      "E16 invalid record name found: 7.UPDATE.\n"
+      "E16 invalid record name found: .ADD.\n",
+      Log());
 
-  PutRecord("1", "");
-  fs::create_directory(RecordPath("sub"));
-  CDirIterator iterator(Path(kTablePath));
+  Put("1", "");
+  CDirIterator iterator(".");
   ASSERT_EQ(0, iterator.open());
   while (const dirent* entry = iterator.read()) {
     const bool isDir = std::string(entry->d_name) != "1";
-    EXPECT_EQ(isDir, m_table.IsDir(entry, Path(kTablePath).c_str()));
-    EXPECT_FALSE(m_table.IsDir(entry, Path("none").c_str()));
+    EXPECT_EQ(isDir, m_table.IsDir(entry, m_records.c_str()));
+    EXPECT_FALSE(m_table.IsDir(entry, "none"));
   }
 }
 
-}  // namespace
 }  // namespace KivDB

@@ -9,9 +9,8 @@ enum class Action { kNone, kCancel, kExit, kFailMemory };
 
 // What the replaced calls of this thread do.
 struct Plan {
-  const char* failing =
-      nullptr;  // the call that fails, with this error; null: none
-  int error = 0;
+  const char* failing = nullptr;  // the call that fails; null: none
+  int error = 0;                  // with this error
   Action action = Action::kNone;  // taken from the call with this number on
   int at = 0;
   int calls = 0;  // so far

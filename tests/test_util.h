@@ -1,141 +1,133 @@
-// Fixture of the tests: a database root of its own, and the log lines.
+// What the tests share: a database root of their own, its files, the log lines.
 
 #ifndef TESTS_TEST_UTIL_H_
 #define TESTS_TEST_UTIL_H_
 
 #include <gtest/gtest.h>
 #include <kivdb/kivdb.h>
+#include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
 #include <set>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
 #include "zel_control.h"
 
-namespace KivDB {
-
-using Names = std::set<std::string>;
-using Lines = std::vector<std::string>;
 namespace fs = std::filesystem;
 
-// Makes an empty root for every test and removes it; collects the log lines as
-// the platform library writes them to standard error.
-class CRootTest : public testing::Test {
- protected:
-  CRootTest() {
-    char path[] = "/tmp/kivdb_test.XXXXXX";
-    m_root = mkdtemp(path);
-    ZelSetSink(&CRootTest::Collect);
-    TakeLines();
-  }
+namespace KivDB {
 
-  ~CRootTest() override {
-    ZelSetSink(nullptr);
-    std::error_code ignored;
-    fs::remove_all(m_root, ignored);
-  }
-
-  // The lines since the last call.
-  static Lines TakeLines() {
-    const std::lock_guard<std::mutex> lock(LineMutex());
-    return std::exchange(CollectedLines(), {});
-  }
-
-  // A path below the root.
-  std::string Path(const std::string& file) const {
-    return m_root + "/" + file;
-  }
-
-  // The text with the root in the place of "%".
-  std::string WithRoot(std::string text) const {
-    const std::size_t at = text.find('%');
-    return at == text.npos ? text : text.replace(at, 1, m_root);
-  }
-
-  std::string PutFile(const std::string& file, const std::string& content) {
-    const std::string path = Path(file);
-    fs::create_directories(fs::path(path).parent_path());
-    std::ofstream(path, std::ios::binary) << content;
-    return path;
-  }
-
-  std::string GetFile(const std::string& file) const {
-    std::ifstream in(Path(file), std::ios::binary);
-    if (!in) return "(no file)";
-    std::ostringstream content;
-    content << in.rdbuf();
-    return content.str();
-  }
-
-  Names ListFiles(const std::string& directory) const {
-    Names names;
-    std::error_code none;
-    for (const auto& entry : fs::directory_iterator(Path(directory), none)) {
-      names.insert(entry.path().filename());
-    }
-    return names;
-  }
-
-  std::string m_root;
-
- private:
-  static void Collect(ZelLevel level, int code, const char* text) {
-    static const char* const kLevels[] = {"error ", "info ", "trace"};
-    std::string line = kLevels[static_cast<int>(level)];
-    if (level != ZelLevel::kTrace) line += std::to_string(code);
-    const std::lock_guard<std::mutex> lock(LineMutex());
-    CollectedLines().push_back(line + ": " + text);
-  }
-
-  static std::mutex& LineMutex() {
-    static std::mutex mutex;
-    return mutex;
-  }
-
-  static Lines& CollectedLines() {
-    static Lines lines;
-    return lines;
-  }
+// A row of a table of cases.
+struct Case {
+  std::string in;
+  int status;
+  std::string out;
+  std::string log{};
 };
 
-// With a table of the columns id, name and size, opened and empty.
-class CTableTest : public CRootTest {
+// Makes a file and its directory.
+inline void Put(const std::string& file, const std::string& text) {
+  fs::create_directories(fs::absolute(file).parent_path());
+  std::ofstream(file) << text;
+}
+
+inline std::string Get(const std::string& file) {
+  std::ifstream in(file);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return in.is_open() ? text.str() : "(none)";
+}
+
+// The names in a directory, sorted, each with a blank behind it.
+inline std::string List(const std::string& directory) {
+  std::set<std::string> names;
+  std::error_code none;
+  for (const auto& entry : fs::directory_iterator(directory, none)) {
+    names.insert(entry.path().filename().string() + " ");
+  }
+  std::string list;
+  for (const auto& name : names) list += name;
+  return list;
+}
+
+// Makes an empty root for every test, which runs there, and removes it;
+// collects the log lines.
+class RootTest : public testing::Test {
  protected:
-  CTableTest() : m_table(m_root.c_str(), "hosts") {
-    fs::create_directories(Path(kTablePath));
-    PutFile("kiv/schema/hosts", "id[int]|name[varchar]|size[bigint]\nx");
+  RootTest() {
+    EXPECT_EQ(0, chdir(mkdtemp(m_root.data())));
+    ZelSetSink([](ZelLevel level, int code, const char* text) {
+      const std::string line = std::to_string(code) + " " + text + "\n";
+      const std::lock_guard<std::mutex> lock(mutex);
+      lines += "EIT"[static_cast<int>(level)] + line;
+    });
+  }
+  ~RootTest() override {
+    ZelSetSink(nullptr);
+    fs::remove_all(m_root);
+    Log();
+  }
+
+  // The lines since the last call, each as "E20 text" (or I, T) and a line
+  // feed; "%" stands for the root.
+  std::string Log() const {
+    const std::lock_guard<std::mutex> lock(mutex);
+    std::string log = std::exchange(lines, {});
+    for (auto at = log.find(m_root); at != log.npos; at = log.find(m_root)) {
+      log.replace(at, m_root.size(), "%");
+    }
+    return log;
+  }
+
+  std::string m_root = "/tmp/kivdb_test.XXXXXX";
+
+ private:
+  static inline std::mutex mutex;
+  static inline std::string lines;
+};
+
+// With a database of the tables a, b and c, all with the columns id and x.
+class DatabaseTest : public RootTest {
+ protected:
+  DatabaseTest() {
+    fs::create_directories("kiv/schema");
+    fs::create_directories("kiv/database");
+    EXPECT_EQ(kOk, m_database.open(m_root.c_str()));
+    for (const char* table : {"a", "b", "c"}) {
+      EXPECT_EQ(kOk, m_database.AddTable(table, "id(int),x(int)"));
+    }
+  }
+  CKivDatabase m_database;
+};
+
+// With a table of the columns id, name and size, opened and empty; runs in its
+// directory.
+class TableTest : public RootTest {
+ protected:
+  TableTest() : m_table(m_root.c_str(), "hosts") {
+    Put("kiv/schema/hosts", "id[int]|name[varchar]|size[bigint]\nx");
     EXPECT_EQ(kOk, m_table.Open());
+    fs::create_directories(m_records);
+    fs::current_path(m_records);
   }
 
-  std::string RecordPath(const std::string& id) const {
-    return Path(kTablePath + ("/" + id));
-  }
-  void PutRecord(const std::string& id, const std::string& content) {
-    PutFile(kTablePath + ("/" + id), content);
-  }
-  std::string GetRecord(const std::string& id) const {
-    return GetFile(kTablePath + ("/" + id));
-  }
-  Names ListRecords() const { return ListFiles(kTablePath); }
-
-  // The current record as "id|name|size"; "-" stands for no value.
+  // The current record as "id|name|size|"; "-" stands for no value.
   static std::string Values(CTable& table) {
     std::string values;
     for (const char* key : {"id", "name", "size"}) {
-      const CColumn* column = table.getcolumn(key);
-      const char* value = column != nullptr ? column->data() : "?";
-      values += (values.empty() ? "" : "|") + std::string(value ? value : "-");
+      const char* value = table.getcolumn(key)->data();
+      values += (value != nullptr ? value : "-") + std::string("|");
     }
     return values;
   }
 
-  static constexpr const char* kTablePath = "kiv/database/hosts";
+  const std::string m_records = m_root + "/kiv/database/hosts";
   CTable m_table;
 };
 

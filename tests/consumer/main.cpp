@@ -2,14 +2,10 @@
 
 #include <kivdb/kivdb.h>
 
-#include <cstring>
-
 int main() {
-  KivDB::CColumn column;
-  int port = 0;
-  const bool works = column.SetInfo("port[int]") == KivDB::kOk &&
-                     column.SetData("8443") == KivDB::kOk &&
-                     column.GetDataInt(port) == KivDB::kOk && port == 8443 &&
-                     std::strcmp(column.name(), "port") == 0;
+  KivDB::CColumn port;
+  int number = 0;
+  const bool works = port.SetData("8443") == KivDB::kOk &&
+                     port.GetDataInt(number) == KivDB::kOk && number == 8443;
   return works ? 0 : 1;
 }
