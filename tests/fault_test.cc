@@ -195,4 +195,22 @@ TEST_F(FaultTest, StoppingAnywhereLeavesNothingBehind) {
   }
 }
 
+// The first record makes room for the values of those that follow.
+TEST_F(FaultTest, ListingAllocatesNothingPerRecord) {
+  Reset();
+  for (int i = 10; i < 30; ++i) {
+    Put("kiv/database/hosts/" + std::to_string(i),
+        std::string(90, 'x') + "|2|");
+  }
+  for (const char* condition : {static_cast<const char*>(nullptr), "size=2"}) {
+    ASSERT_EQ(kOk, m_table.ListRecordsStart(condition));
+    plan = {nullptr, 0, Action::kFailMemory, INT_MAX};  // counts only
+    int status = kOk;
+    while (status == kOk) status = m_table.ListRecordsNext(condition);
+    const int allocations = std::exchange(plan, {}).calls;
+    EXPECT_EQ(kNoRecord, status);
+    EXPECT_EQ(0, allocations);
+  }
+}
+
 }  // namespace KivDB
