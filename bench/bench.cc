@@ -41,7 +41,7 @@ struct CPlan {
   double tmpfsSeconds;
 };
 constexpr CPlan kFull = {
-    {1'000, 10'000, 100'000}, 1'000, 10'000, 0.02, 5, 5, 2.5};
+    {1'000, 10'000, 100'000}, 1'000, 10'000, 0.02, 3, 4.5, 2};
 constexpr CPlan kQuick = {{100, 500, 1'000}, 100, 500, 0.001, 2, 0, 0};
 
 double SecondsSince(Clock::time_point start) {
