@@ -1,5 +1,6 @@
 // Adding records and the safe save.
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <climits>
@@ -61,20 +62,23 @@ TEST_F(TableTest, AllocatesTheIdAfterTheHighest) {
 TEST_F(TableTest, SavesOnlyToAFileOfItsOwn) {
   Put("../outside", "precious");
   fs::create_symlink("../outside", "1.tmp");
-  ASSERT_EQ(0, mkfifo("2.tmp", 0600));
-  fs::create_directory("3.tmp");
-  fs::create_directory("4");
-  for (const char* text : {"1,a,b", "2,a,b", "3,a,b", "4,a,b"}) {
+  ASSERT_EQ(0, mkfifo("2.tmp", 0600) + mkfifo("5.tmp", 0600));
+  const int reader = open("5.tmp", O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  fs::create_directories("3.tmp");
+  fs::create_directories("4");
+  for (const char* text : {"1,a,b", "2,a,b", "3,a,b", "4,a,b", "5,a,b"}) {
     EXPECT_EQ(kInvalid, m_table.addRecord(text, nullptr, 0)) << text;
   }
+  char byte;
+  EXPECT_EQ(0, read(reader, &byte, 1)) << "nothing came through";
+  close(reader);
   EXPECT_EQ("precious", Get("../outside"));
-  EXPECT_EQ("1.tmp 2.tmp 3.tmp 4 4.tmp ", List("."));
-
+  EXPECT_EQ("1.tmp 2.tmp 3.tmp 4 4.tmp 5.tmp ", List("."));
   EXPECT_EQ(-1, m_table.safe_save(nullptr, "", 0));
-  EXPECT_EQ(-1, m_table.safe_save("./5", nullptr, 0));
-  EXPECT_EQ(-1, m_table.safe_save("./5", "", -1));
-  EXPECT_EQ(0, m_table.safe_save("./5", "a|b", 3));
-  EXPECT_EQ("a|b", Get("5"));
+  EXPECT_EQ(-1, m_table.safe_save("./6", nullptr, 0));
+  EXPECT_EQ(-1, m_table.safe_save("./6", "", -1));
+  EXPECT_EQ(0, m_table.safe_save("./6", "a|b", 3));
+  EXPECT_EQ("a|b", Get("6"));
 }
 
 // The longest path that leaves room for ".tmp", and one byte more.
@@ -97,14 +101,15 @@ TEST_F(TableTest, RefusesAPathThatIsTooLong) {
 }
 
 TEST_F(TableTest, ThreadsNeverGetTheSameId) {
-  const auto add = [this] {
-    for (int id, i = 0; i < 50; ++i) {
-      EXPECT_EQ(kOk, m_table.addRecord("alpha,1", &id, 0));
-    }
-  };
-  std::thread other(add);
-  add();
-  other.join();
+  std::vector<std::thread> threads(4);
+  for (auto& thread : threads) {
+    thread = std::thread([this] {
+      for (int id, i = 0; i < 25; ++i) {
+        EXPECT_EQ(kOk, m_table.addRecord("alpha,1", &id, 0));
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
   EXPECT_EQ(100, m_table.records());
   EXPECT_EQ(100U, m_table.get_max_id());
 }

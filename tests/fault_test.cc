@@ -19,6 +19,10 @@ struct Operation {
   std::function<int()> run;
 };
 
+struct Opened : CKivDatabase {
+  explicit Opened(const char* root) { open(root); }
+};
+
 class FaultTest : public TableTest {
  protected:
   FaultTest() {
@@ -41,20 +45,11 @@ class FaultTest : public TableTest {
     return Get("kiv/database/hosts/7") + " " + Get("kiv/database/hosts/7.tmp");
   }
 
-  template <typename Body>
-  static std::function<int()> On(const char* root, Body body) {
-    return [=] {
-      CKivDatabase database;
-      database.open(root);
-      return body(database);
-    };
-  }
-
   // The two ways to write record 7 again, and then all other operations.
   std::vector<Operation> m_operations = {
       {"add", [&] { return m_table.addRecord("7,new,2", nullptr, 0); }},
       {"update", [&] { return m_table.updateRecord("7", "size=2,name=new"); }},
-      {"add another", [&] { return m_table.addRecord("8,a,2", nullptr, 0); }},
+      {"long", [&] { return m_table.addRecord(m_long.c_str(), nullptr, 0); }},
       {"allocate", [&] { return m_table.addRecord("a,2", &m_id, 0); }},
       {"open", [&] { return m_table.Open(); }},
       {"read", [&] { return m_table.readRecord("7"); }},
@@ -63,10 +58,11 @@ class FaultTest : public TableTest {
       {"delete", [&] { return m_table.deleteRecord("7"); }},
       {"recover", [&] { return m_table.recover(); }},
       {"clear", [&] { return m_table.clear(); }},
-      {"drop", On(".", [](auto& d) { return d.drop(); })},
-      {"open all", On(".", [](auto& d) { return d.open(); })},
-      {"table", On(".", [](auto& d) { return d.AddTable("new", "a(int)"); })},
-      {"create", On("made", [](auto& d) { return d.Create("ini", 1, "h"); })}};
+      {"drop", [] { return Opened(".").drop(); }},
+      {"open all", [] { return Opened(".").open(); }},
+      {"table", [] { return Opened(".").AddTable("new", "a(int)"); }},
+      {"create", [] { return Opened("made").Create("ini", 1, "h"); }}};
+  const std::string m_long = "8,2," + std::string(5000, 'x');
   std::vector<CColumn*> m_columns;
   int m_id = 99;
 };
@@ -112,7 +108,7 @@ TEST_F(FaultTest, ReadErrorsAreNeverAShorterResult) {
   EXPECT_EQ(UINT_MAX, m_table.get_max_id());
   EXPECT_EQ(kNotFound, m_table.recover());
   EXPECT_EQ(kNotClearable, m_table.clear());
-  EXPECT_EQ(kNoSchemaDirectory, database.open(m_root.c_str()));
+  EXPECT_EQ(kNoSchemaDirectory, database.open("."));
   EXPECT_EQ(kInvalid, m_table.addRecord("new,2", &m_id, 0));
   EXPECT_EQ("E20 Error occur when saving record!\n", Log());
   EXPECT_EQ(99, m_id);

@@ -29,28 +29,28 @@ extern "C" void __asan_handle_no_return() __attribute__((weak));
 // of malloc, which stand behind the one below.
 extern "C" const char* __lsan_default_suppressions() { return "leak:ld-linux"; }
 
-thread_local KivDB::Plan KivDB::plan;
-
 namespace {
 
 bool IsReached(Action action) {
   return plan.action == action && ++plan.calls >= plan.at;
 }
 
-// True when the call has to fail, with errno set.  A call that can end the
-// thread is a cancellation point here even where the system makes it none.
-bool Enter(const char* call, bool canCancel) {
-  if (IsReached(Action::kCancel) && canCancel) {
-    pthread_cancel(pthread_self());
-    if (__asan_handle_no_return != nullptr) __asan_handle_no_return();
-    pthread_testcancel();
-  }
+// True when the call has to fail, with errno set.
+bool Enter(const char* call) {
   if (IsReached(Action::kExit)) _exit(3);
   if (plan.failing == nullptr || std::strcmp(plan.failing, call) != 0) {
     return false;
   }
   errno = plan.error;
   return true;
+}
+
+// Behind the call, so that what it made may be lost.
+void Leave() {
+  if (!IsReached(Action::kCancel)) return;
+  pthread_cancel(pthread_self());
+  if (__asan_handle_no_return != nullptr) __asan_handle_no_return();
+  pthread_testcancel();
 }
 
 template <typename Function>
@@ -60,12 +60,14 @@ Function* Real(const char* name) {
 
 }  // namespace
 
-// isPlain: the system declares that the call throws nothing, nor does it end
-// the thread.
+// Every call that can end the thread does so, even where the system makes it no
+// cancellation point.
 #define REPLACE(result, call, parameters, arguments, failure, isPlain) \
   result call parameters noexcept(isPlain) {                           \
-    if (Enter(#call, !(isPlain))) return failure;                      \
-    return Real<result parameters>(#call) arguments;                   \
+    if (Enter(#call)) return failure;                                  \
+    result got = Real<result parameters>(#call) arguments;             \
+    if (!(isPlain)) Leave();                                           \
+    return got;                                                        \
   }
 
 extern "C" {
@@ -86,9 +88,11 @@ int openat(int directory, const char* path, int flags, ...) {
   va_start(rest, flags);
   const mode_t mode = va_arg(rest, mode_t);
   va_end(rest);
-  if (Enter((flags & O_CREAT) != 0 ? "create" : "openat", true)) return -1;
+  if (Enter((flags & O_CREAT) != 0 ? "create" : "openat")) return -1;
   auto* real = Real<int(int, const char*, int, ...)>("openat");
-  return real(directory, path, flags, mode);
+  const int fd = real(directory, path, flags, mode);
+  Leave();
+  return fd;
 }
 
 void* malloc(size_t size) noexcept {

@@ -1,4 +1,4 @@
-// Calls of the platform and the system that a test replaces in its program.
+// Calls of the system that a test replaces in its program.
 
 #ifndef TESTS_REPLACED_CALLS_H_
 #define TESTS_REPLACED_CALLS_H_
@@ -15,7 +15,7 @@ struct Plan {
   int at = 0;
   int calls = 0;  // so far
 };
-extern thread_local Plan plan;
+inline thread_local Plan plan;
 
 }  // namespace KivDB
 
