@@ -144,7 +144,7 @@ class KIVDB_EXPORT CKivDatabase {
   int RegisterTables();
   int OpenTable(const char* name);
   void Forget(CTable* table);
-  int MakeTable(const char* name, const char* schema);
+  int MakeTable(const char* name, const char* schema, bool logsCode);
   void SetHost(const char* host);
   bool HasRoot() const;
   int MakeTree(const char* directory);

@@ -65,14 +65,8 @@ int CKivDatabase::AddTable(const char* name, const char* columns) {
   if (!copy.Append(columns)) return KIVDB_FAIL(kNoMemory, "can't strdup");
   return NoThrow<int>(kNoMemory, [&] {
     std::string schema;
-    int status = BuildSchema(copy.data(), schema);
-    if (status != kOk) return status;
-    status = MakeTable(name, schema.c_str());
-    if (status != kOk) return status;
-    status = OpenTable(name);
-    // This line has never carried the code.
-    if (status != kOk) KIVDB_ERROR(kOk, "open table error");
-    return status;
+    const int status = BuildSchema(copy.data(), schema);
+    return status == kOk ? MakeTable(name, schema.c_str(), false) : status;
   });
 }
 
@@ -87,22 +81,22 @@ int CKivDatabase::CheckAddTable(const char* name, const char* inifile) {
                       "[%s]",
                       name, inifile);
   }
-  return NoThrow<int>(kNoMemory, [&] {
-    int status = MakeTable(name, schema);
-    if (status != kOk) return status;
-    status = OpenTable(name);
-    if (status != kOk) KIVDB_ERROR(status, "open table error");
-    return status;
-  });
+  return NoThrow<int>(kNoMemory, [&] { return MakeTable(name, schema, true); });
 }
 
-// Makes the table's schema file and directory.
-int CKivDatabase::MakeTable(const char* name, const char* schema) {
-  const int status = createSchemaF(name, schema);
+// Makes the table's schema file and directory, opens the table and registers
+// it.  logsCode: whether the line of a failed opening carries its code; the one
+// of AddTable never has.
+int CKivDatabase::MakeTable(const char* name, const char* schema,
+                            bool logsCode) {
+  int status = createSchemaF(name, schema);
   if (status != kOk) {
     return KIVDB_FAIL(status, "creat schema error [%s]", name);
   }
-  return createTableF(name);
+  createTableF(name);
+  status = OpenTable(name);
+  if (status != kOk) KIVDB_ERROR(logsCode ? status : kOk, "open table error");
+  return status;
 }
 
 // Written in place, and nothing looks at how much of it reached the disk.

@@ -6,7 +6,6 @@
 #include <kivdb/utils.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
