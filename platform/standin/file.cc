@@ -6,7 +6,7 @@
 
 #include <cerrno>
 
-#include "core/descriptor.h"
+#include "base/descriptor.h"
 #include "zel.h"
 
 ssize_t safe_write(int fd, const void* buffer, size_t length) {

@@ -15,8 +15,8 @@
 #include <string_view>
 #include <utility>
 
-#include "core/cancellation.h"
-#include "core/descriptor.h"
+#include "base/cancellation.h"
+#include "base/descriptor.h"
 #include "ini_file.h"
 #include "zel.h"
 

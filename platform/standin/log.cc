@@ -7,7 +7,7 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "core/cancellation.h"
+#include "base/cancellation.h"
 #include "zel.h"
 #include "zel_control.h"
 

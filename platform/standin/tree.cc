@@ -10,7 +10,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "core/cancellation.h"
+#include "base/cancellation.h"
 #include "zel.h"
 
 namespace {

@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-#include "core/cancellation.h"
+#include "base/cancellation.h"
 
 namespace KivDB {
 

@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "core/descriptor.h"
+#include "base/descriptor.h"
 
 namespace KivDB {
 namespace {

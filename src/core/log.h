@@ -3,7 +3,7 @@
 #ifndef CORE_LOG_H_
 #define CORE_LOG_H_
 
-#include "core/cancellation.h"
+#include "base/cancellation.h"
 #include "zel.h"
 
 // These are macros so that the compiler checks the format.  The temporary holds

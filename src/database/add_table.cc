@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/descriptor.h"
+#include "base/descriptor.h"
 #include "core/log.h"
 #include "core/no_throw.h"
 #include "core/path.h"

@@ -11,8 +11,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "core/descriptor.h"
-#include "core/lock.h"
+#include "base/descriptor.h"
+#include "base/lock.h"
 #include "core/log.h"
 #include "core/path.h"
 #include "core/text.h"

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <limits>
 
-#include "core/lock.h"
+#include "base/lock.h"
 #include "core/log.h"
 #include "core/no_throw.h"
 #include "core/path.h"

@@ -4,7 +4,7 @@
 #include <kivdb/table.h>
 #include <unistd.h>
 
-#include "core/lock.h"
+#include "base/lock.h"
 #include "core/walk.h"
 #include "table/entry.h"
 

@@ -11,8 +11,8 @@
 #include <limits>
 #include <memory>
 
+#include "base/lock.h"
 #include "core/first_line.h"
-#include "core/lock.h"
 #include "core/log.h"
 #include "core/no_throw.h"
 #include "core/path.h"

@@ -10,7 +10,7 @@
 #include <cstring>
 #include <memory>
 
-#include "core/lock.h"
+#include "base/lock.h"
 #include "core/log.h"
 #include "core/no_throw.h"
 #include "core/path.h"

@@ -1,7 +1,7 @@
 // Thread cancellation, held off where it would lose something.
 
-#ifndef CORE_CANCELLATION_H_
-#define CORE_CANCELLATION_H_
+#ifndef BASE_CANCELLATION_H_
+#define BASE_CANCELLATION_H_
 
 #include <pthread.h>
 
@@ -26,4 +26,4 @@ class CCancellationHold {
 
 }  // namespace KivDB
 
-#endif  // CORE_CANCELLATION_H_
+#endif  // BASE_CANCELLATION_H_

@@ -1,8 +1,8 @@
 // Controls of the stand-in platform library, for hosts and tests: where the
 // log lines go and whether trace lines are written.  KivDB itself uses none.
 
-#ifndef PLATFORM_STANDIN_ZEL_CONTROL_H_
-#define PLATFORM_STANDIN_ZEL_CONTROL_H_
+#ifndef PLATFORM_ZEL_CONTROL_H_
+#define PLATFORM_ZEL_CONTROL_H_
 
 #include "zel.h"
 
@@ -21,4 +21,4 @@ ZEL_EXPORT void ZelSetSink(ZelSink sink);
 // Switches trace lines on or off; they start off.
 ZEL_EXPORT void ZelSetTrace(bool on);
 
-#endif  // PLATFORM_STANDIN_ZEL_CONTROL_H_
+#endif  // PLATFORM_ZEL_CONTROL_H_

@@ -1,7 +1,7 @@
 // The locked span.
 
-#ifndef CORE_LOCK_H_
-#define CORE_LOCK_H_
+#ifndef BASE_LOCK_H_
+#define BASE_LOCK_H_
 
 #include <pthread.h>
 
@@ -25,4 +25,4 @@ auto WithLock(pthread_mutex_t* mutex, Body body) {
 
 }  // namespace KivDB
 
-#endif  // CORE_LOCK_H_
+#endif  // BASE_LOCK_H_

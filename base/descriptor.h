@@ -1,12 +1,12 @@
 // One open file descriptor and its owner.
 
-#ifndef CORE_DESCRIPTOR_H_
-#define CORE_DESCRIPTOR_H_
+#ifndef BASE_DESCRIPTOR_H_
+#define BASE_DESCRIPTOR_H_
 
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "core/cancellation.h"
+#include "base/cancellation.h"
 
 namespace KivDB {
 
@@ -44,4 +44,4 @@ class CDescriptor {
 
 }  // namespace KivDB
 
-#endif  // CORE_DESCRIPTOR_H_
+#endif  // BASE_DESCRIPTOR_H_
