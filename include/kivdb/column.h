@@ -62,6 +62,10 @@ class KIVDB_EXPORT CColumn {
   const char* name() const;
 
  private:
+  friend class CTable;  // loads schemas
+
+  KIVDB_LOCAL int ParseSpec(const char* spec);
+
   std::string m_name;
   int m_type;
   bool m_primaryKey;

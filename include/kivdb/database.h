@@ -13,6 +13,8 @@ class ConfigClass;  // the platform's configuration object
 
 namespace KivDB {
 
+class CCreationFile;
+
 // The database of a process.  It owns its tables and gives them out by name:
 //
 //   CKivDatabase* database = CKivDatabase::Instance();
@@ -25,10 +27,10 @@ namespace KivDB {
 //   CKivDatabase::Delete();
 //
 // Results are the codes of <kivdb/status.h>; kNoMemory (logged) is possible
-// everywhere.  A null text is the empty one unless it gives kInvalid (logged
-// as "invalid parameter") by the operation's comment.  A table name that is
-// empty, ".", ".." or holds "/" names no table, and nothing is made for it.
-// Nothing that was done is undone by a later failure.
+// where memory is needed.  A null text is the empty one unless it gives
+// kInvalid (logged as "invalid parameter") by the operation's comment.  A table
+// name that is empty, ".", ".." or holds "/" names no table, and nothing is
+// made for it. Nothing that was done is undone by a later failure.
 //
 // Threads: there is no lock on the database.  The host opens it, creates it and
 // changes its set of tables while no other thread uses it, and deletes it when
@@ -49,14 +51,16 @@ class KIVDB_EXPORT CKivDatabase {
 
   // Opens every table that the root's schema directory names.  The forms with
   // an argument first set the root: to path, cut to 4094 characters, or to the
-  // value that config names; the path stays set when the opening fails.  A
-  // database that has been opened counts as open for good: the result is kOk
-  // and nothing is looked at, not even after drop or Create.
+  // value that config names, whose lock is taken and released before; the root
+  // stays set when the opening fails.  A database that has been opened counts
+  // as open for good: the result is then kOk, no directory is looked at, not
+  // even after drop or Create, and its tables stay those of the old root.
   //
   // Returns kOk; kInvalid (logged) for an empty root, a null config or one
   // without a root; kNoSchemaDirectory when the schema directory cannot be
   // opened or read; or the result of CTable::Open for the first table that
   // fails: the tables before it are registered then, and a later open goes on.
+  // When that one sets another root, written differently, they are destroyed.
   int open(const char* path);
   int open();
   int open(ConfigClass* config);
@@ -69,11 +73,12 @@ class KIVDB_EXPORT CKivDatabase {
   // columns, "name(type),name(type)", with the types int and varchar; all
   // blanks in it are ignored.
   //
-  // Returns kOk; kInvalid (logged) when there is a table of that name or
-  // columns is null; kSyntax or kUnknownType for malformed columns, with
-  // nothing made; kSchemaUnreadable (logged) when the schema file cannot be
-  // written; or the result of CTable::Open (logged), with file and directory
-  // left on disk.
+  // Returns kOk: the table is on disk.  kInvalid (logged) when there is a table
+  // of that name or columns is null; kSyntax or kUnknownType for malformed
+  // columns, with nothing made; kSchemaUnreadable (logged) when the schema file
+  // cannot be opened for writing; or the result of CTable::Open (logged), with
+  // file and directory left on disk.  On a full disk the schema line is cut:
+  // the result is kEmptySchema, or kOk with the columns that are left.
   int AddTable(const char* name, const char* columns);
 
   // Adds a table unless there is one of that name: kOk then, and the ini file
@@ -84,35 +89,37 @@ class KIVDB_EXPORT CKivDatabase {
   // (logged) for a null inifile; or as AddTable.
   int CheckAddTable(const char* name, const char* inifile);
 
-  // Writes the schema file of a table: the line and its fingerprint.  Returns
-  // kOk, also when the disk was full; kSchemaUnreadable (logged) when the file
-  // cannot be opened; kInvalid (logged) for a null schema.
+  // Writes the schema file of a table: the line and its fingerprint, in place
+  // and not forced to disk.  Returns kOk, also when the disk was full;
+  // kSchemaUnreadable (logged) when the file cannot be opened; kInvalid
+  // (logged) for a null schema.
   int createSchemaF(const char* name, const char* schema);
 
-  // Makes the directory of a table; always kOk.
+  // Makes the directory of a table, not forced to disk; always kOk.
   int createTableF(const char* name);
 
   // Fills the root with the tables and first records of a creation file, on
-  // disk only: open registers them.  The first section of the file is skipped.
-  // Every other is a table, with the key "schema" and the records "rec_1",
-  // "rec_2" and so on up to the first that is missing; they are added with
-  // addRecord, the id in front.  In them {{$kivid}} stands for id (1 when it
-  // is 0), {{$kivhost}} for host (the loopback address when it is null or
-  // empty; at most 1023 bytes) and {{$kivversion}} for 1.0.  A schema line is
-  // cut to 2047 bytes and a record to 4094.
+  // disk only and forced there: open registers them.  The first section of the
+  // file is skipped. Every other is a table, with the key "schema" and the
+  // records "rec_1", "rec_2" and so on up to the first that is missing; they
+  // are added with addRecord, the id in front.  In them {{$kivid}} stands for
+  // id (1 when it is 0), {{$kivhost}} for host (the loopback address when it is
+  // null or empty; at most 1023 bytes) and {{$kivversion}} for 1.0.  A schema
+  // line is cut to 2047 bytes and a record to 4094.
   //
   // Returns kOk; kInvalid (logged) for an empty root, a null or missing file or
-  // a directory that cannot be made; kNoRecord for a file without sections or
-  // that cannot be read (logged), or for a section without a schema (not
-  // logged); or the result of createSchemaF or insertRecordsFromIni.  The
-  // tables before a failure are complete.
+  // a directory that cannot be made; kNoRecord for a file without sections,
+  // that cannot be read or that changes meanwhile (logged), or for a section
+  // without a schema (not logged); or the result of createSchemaF or
+  // insertRecordsFromIni.  The tables before a failure are complete.
   int Create(const char* inifile, int id, const char* host);
 
   // Adds the records of one section to its table, whose schema file exists.
+  // A file that cannot be read has none.
+  //
   // Returns kOk; kNoReplacement (logged) when a record with its placeholders
-  // replaced is longer than 4094 bytes; kNoRecord (logged) when the file cannot
-  // be read; kInvalid (logged) for a null inifile; or the result of
-  // CTable::Open or addRecord.
+  // replaced is longer than 4094 bytes; kInvalid (logged) for a null inifile;
+  // or the result of CTable::Open or addRecord.
   int insertRecordsFromIni(const char* name, const char* inifile);
 
   // Drops an empty table of this database: removes its directory and its schema
@@ -128,10 +135,13 @@ class KIVDB_EXPORT CKivDatabase {
 
   // Clears and drops every table, then deletes all that the database has below
   // its root, tables that were never opened included; the root stays.  Symbolic
-  // links are removed and not followed.
+  // links are removed and not followed, but a table directory of the tables
+  // opened that is itself a link: the directory it leads to is emptied, and the
+  // drop then fails.
   //
   // Returns kOk; kNotClearable when a table directory cannot be opened;
-  // kNotEmpty when one holds a directory; kInvalid for an empty root or when
+  // kNotEmpty when one holds a directory; kInvalid for an empty root, for one
+  // so long that a path below it would be cut, with nothing removed, or when
   // something cannot be removed.  All are logged.  What was dropped before a
   // failure stays dropped.
   int drop();
@@ -141,24 +151,30 @@ class KIVDB_EXPORT CKivDatabase {
   int recover();
 
  private:
-  int RegisterTables();
-  int OpenTable(const char* name);
-  void Forget(CTable* table);
-  int MakeTable(const char* name, const char* schema, bool logsCode);
-  void SetHost(const char* host);
-  bool HasRoot() const;
-  int MakeTree(const char* directory);
-  int CreateTable(const char* name, const char* inifile);
-  int InsertRecords(CTable& table, const char* inifile);
-  int ReplacePlaceholders(char* record, unsigned int size) const;
+  KIVDB_LOCAL void SetRoot(const char* root);
+  KIVDB_LOCAL bool RequireRoot() const;
+  KIVDB_LOCAL int RegisterTables();
+  KIVDB_LOCAL int OpenTable(const char* name);
+  KIVDB_LOCAL void DestroyTables();
+  KIVDB_LOCAL void Forget(CTable* table);
+  KIVDB_LOCAL int MakeTable(const char* name, const char* schema,
+                            bool logsCode);
+  KIVDB_LOCAL void SyncTable(const char* name) const;
+  KIVDB_LOCAL void SetHost(const char* host);
+  KIVDB_LOCAL int MakeTree(const char* directory);
+  KIVDB_LOCAL int CreateTables(const char* inifile);
+  KIVDB_LOCAL int CreateTable(const char* name, const CCreationFile& file);
+  KIVDB_LOCAL int InsertRecords(CTable& table, const CCreationFile& file);
+  KIVDB_LOCAL int ReplacePlaceholders(char* record, unsigned int size) const;
+  KIVDB_LOCAL int RefuseCutPaths() const;
 
-  static CKivDatabase* m_instance;
+  KIVDB_LOCAL static CKivDatabase* m_instance;
 
   char m_path[4095];  // the root
   bool m_opened;
   std::vector<CTable*> m_tables;  // owned
-  int m_tableCount;
-  int m_id;  // of the database, and the host: see Create
+  int m_tableCount;               // of m_tables; nothing reads it
+  int m_id;                       // of the database, and the host: see Create
   char m_host[1024];
 };
 

@@ -51,8 +51,8 @@ class KIVDB_EXPORT CDirIterator {
  private:
   friend class CTable;  // opens record files below the open directory
 
-  int Open(const char* path);
-  int Descriptor() const;
+  KIVDB_LOCAL int OpenStream(const char* path);
+  KIVDB_LOCAL int Descriptor() const;
 
   std::string m_path;
   DIR* m_dir;

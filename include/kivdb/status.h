@@ -6,8 +6,11 @@
 namespace KivDB {
 
 // What an operation returns as its int result.  A failure has been logged by
-// the operation that met it where the operation's comment says so; the log line
-// then carries the same code.
+// the operation that met it where the operation's comment says so, and the log
+// line carries the same code.  Three lines carry another one: "open table
+// error" of AddTable has 0; "table %s does not exist" of DropTable, which
+// returns kNotFound, has kNotEmpty; "can't find column by key [%s]" of
+// GetValStr, which returns kNoColumn, has -1.
 enum Status : int {
   kOk = 0,
   kUnknownType = 1,         // a column type that is no keyword

@@ -15,6 +15,7 @@
 namespace KivDB {
 
 class CCondition;
+class CStoredFields;
 class CTextBuffer;
 
 // One table of a database root.  Records are files of the directory
@@ -24,11 +25,14 @@ class CTextBuffer;
 // A table holds one current record, in its own columns: every operation that
 // reads a record replaces their values.  Nothing else is kept between calls.
 //
-// Results are the codes of <kivdb/status.h>.  Every operation that locks
-// returns kInvalid (logged), or the failure value that its comment names, when
-// the table has no mutex; kNoMemory is possible where memory is needed.  A
-// null id, record text or path gives kInvalid (logged); an id that is empty,
-// ".", ".." or holds "/" names no record.
+// Results are the codes of <kivdb/status.h>.  A table without a mutex gives
+// kInvalid, records -1 and IsDir false (logged) in every operation that locks,
+// but a listing or lookup looks for the directory first: kNotFound where it
+// cannot be opened.  kNoMemory is possible where memory is needed.  A null id,
+// record text or update text gives kInvalid (logged).  An id that is empty,
+// ".",
+// ".." or holds "/" names no record, and neither does one whose path is longer
+// than 4094 characters.
 //
 // Threads: operations that say so hold the table's mutex for their own span,
 // and copies of a table share it.  The values of the current record are not
@@ -49,9 +53,12 @@ class KIVDB_EXPORT CTable {
   CTable(const char* root, const char* name);
 
   // Copies name, paths and columns with their values, and shares the mutex,
-  // which lives until the last table that uses it is gone.  An assignment
-  // leaves the table's cursor as it was, and the whole table when memory runs
-  // out (logged).
+  // which lives until the last table that uses it is gone.  A value for which
+  // there is no memory is missing in the copy (logged); where memory runs out
+  // otherwise, an assignment leaves the table as it was (logged).  An
+  // assignment ends all column pointers.  It leaves the table's cursor as it
+  // was: a listing goes on with the names of the old directory and reads the
+  // records of these names in the new one.
   CTable(const CTable& other);
   CTable& operator=(const CTable& other);
   ~CTable();
@@ -65,17 +72,20 @@ class KIVDB_EXPORT CTable {
   //
   // Returns kOk; kNoSchema when there is no schema file, or when the name is
   // empty, ".", ".." or holds "/", with the columns unchanged;
-  // kSchemaUnreadable, kEmptySchema or kNoMemory, with no columns.  All are
-  // logged.  A malformed column spec ends the schema: the columns before it are
-  // kept and the result is kOk.
+  // kSchemaUnreadable or kEmptySchema, with no columns; kNoMemory when there is
+  // none for the name, with nothing changed, or for the schema line, with no
+  // columns; kSchemaUnreadable when there is none for a column, with the
+  // columns before it.  All are logged.  A malformed column spec ends the
+  // schema: the columns before it are kept and the result is kOk.
   //
-  // Holds the mutex.
+  // Holds the mutex while it loads the schema.
   int Open();
   int Open(const char* name);
 
-  // Replaces the columns by those of a schema file.  Results as Open's from
-  // kSchemaUnreadable on.  Takes no lock: the caller sees to it that nobody
-  // else uses the table.
+  // Replaces the columns by those of a schema file; a null path is the empty
+  // one, which cannot be opened.  Results as Open's from kSchemaUnreadable on,
+  // but lack of memory is always kNoMemory.  Takes no lock: the caller sees to
+  // it that nobody else uses the table.
   int readSchema(const char* path);
 
   // Reads the record into the table's columns.
@@ -109,7 +119,9 @@ class KIVDB_EXPORT CTable {
   // current.  A condition is a list "key=value,key=value" of column names and
   // values, compared as texts, that must all hold; null selects every record.
   // Blanks in keys and around values are ignored, and a value may be escaped as
-  // in a record file.
+  // in a record file.  The list ends at its first pair that is empty or has no
+  // "="; without a pair before that, and for a key that is no column, no record
+  // meets it.
   //
   // Returns kOk, kNoRecord when no record meets the condition, kNotFound when
   // the table directory cannot be opened or read.  A record that cannot be read
@@ -120,7 +132,8 @@ class KIVDB_EXPORT CTable {
   int ListRecordsStart(const char* condition);
 
   // Makes the next record of the listing current.  The condition is not kept:
-  // pass it again.  Returns kNoRecord at the end, and before any listing.
+  // pass it again.  Returns kOk, kNoRecord at the end and before any listing,
+  // or kNotFound when the directory cannot be read on.
   int ListRecordsNext(const char* condition);
 
   // As above; on kOk columns is set to the table's own columns.  The table
@@ -132,9 +145,11 @@ class KIVDB_EXPORT CTable {
   // information) and for a condition without a pair.  Takes no lock.
   bool MatchColumn(const char* condition);
 
-  // Makes the record whose column "id" holds this id current, by a listing: it
-  // reads record after record until it is found.  Use readRecord for speed.
-  // Results and columns are those of ListRecordsStart.
+  // Makes the record whose column "id" holds this id current, by a listing with
+  // the condition "id=" and the id, cut to 254 bytes: blanks, commas and
+  // escapes in the id count as in any condition.  It reads record after record
+  // until it is found.  Use readRecord for speed. Results and columns are those
+  // of ListRecordsStart.
   int GetRecord(const char* id, std::vector<CColumn*>& columns);
 
   // Counts the entries of the table directory that can be records; opens none.
@@ -156,27 +171,30 @@ class KIVDB_EXPORT CTable {
   bool IsDir(const dirent* entry, const char* path);
 
   // Adds a record.  text holds its fields, separated by ","; blanks around a
-  // field are removed, and it is cut to 2047 bytes.  Nothing is escaped: a
-  // value may hold ",", "|" or "=" as an escape that reading undoes.
+  // field are removed, and it is cut to 2047 bytes, escapes counted.  Nothing
+  // is escaped: a value may hold ",", "|" or "=" as an escape that reading
+  // undoes.
   //
-  // With a null id the first field is the id, and a record that has it is
-  // replaced; maxId is ignored.  Otherwise all fields are values, and the new
-  // id, one above the highest in the table, is stored in *id before the record
-  // is written; maxId bounds it unless it is 0.
+  // With a null id the first field is the id, 0 for what is no number, and a
+  // record that has it is replaced; maxId is ignored.  Otherwise all fields are
+  // values, and the new id, one above the highest in the table, is stored in
+  // *id before the record is written; maxId bounds it unless it is 0.  So the
+  // id of a record that was the highest when it was deleted is given again.
   //
   // Returns kOk: the record is on disk.  kSyntax when the number of fields is
   // not that of the columns, or a value holds a line feed; kIdAboveMaximum,
-  // with *id unchanged; kInvalid when the directory cannot be read or the
-  // record not be saved (safe_save tells what is on disk then).  All are
-  // logged.
+  // with *id unchanged; kInvalid when the directory cannot be read, the name is
+  // none of a table, or the record cannot be saved (safe_save tells what is on
+  // disk then).  All are logged.
   //
   // Holds the mutex; with an id pointer it ends a listing.
   int addRecord(const char* text, int* id, unsigned int maxId);
 
   // Writes length bytes to the file at path, which has at most 4090 characters:
   // first whole and synced to path.tmp, which then replaces the file.  Returns
-  // 0 or -1 (logged).  After a failure, or a crash, path or path.tmp is
-  // complete: path until path.tmp is.
+  // 0 or -1 (logged), also for a null path or content.  After a failure, or a
+  // crash, path is complete until path.tmp is; but a path.tmp that an earlier
+  // save left without its path is overwritten at once, and passes its mode on.
   //
   // Takes no lock: the caller sees to it that nobody else writes the record.
   int safe_save(const char* path, const char* content, int length);
@@ -188,7 +206,8 @@ class KIVDB_EXPORT CTable {
   //
   // Returns kOk: the record is on disk and current, with the named values as
   // they were given.  kNotFound when there is no such record; kSyntax for an
-  // empty piece, a key that is no column or a value with a line feed inside;
+  // empty piece, a key that is no column, a value with a line feed inside, or a
+  // table without columns;
   // kInvalid when the record cannot be saved (see safe_save); or as readRecord.
   // All are logged.  After a failure the record is unchanged unless saving it
   // failed; the columns keep what was applied.
@@ -202,7 +221,8 @@ class KIVDB_EXPORT CTable {
   int update_col(char* text);
 
   // Saves the current record to the file at path; values are written as they
-  // read, without escapes.  Returns kOk, kSyntax or kInvalid as updateRecord.
+  // read, without escapes.  Returns kOk, kSyntax for a value with a line feed,
+  // or kInvalid as updateRecord and for a null path; all are logged.
   // Takes no lock: the caller sees to it that nobody else uses the table.
   int update(const char* path);
 
@@ -223,28 +243,32 @@ class KIVDB_EXPORT CTable {
   int clear();
 
  private:
-  void Assign(const CTable& other);
-  void DeleteColumns();
-  bool HasMutex() const;
-  bool BuildPaths();
-  int LoadSchemaGuarded();
-  int LoadSchema(const char* path);
-  bool NamesRecord(const char* id) const;
-  int LoadRecord(int directory, const char* path, const char* id,
-                 CTextBuffer& line);
-  int SetValues(const char* id, char* fields);
-  std::vector<CColumn*>::const_iterator FindColumn(const char* key) const;
-  int FindRecord(const char* id);
-  int ScanForMatch(const CCondition* condition);
-  int HandOut(std::vector<CColumn*>& columns) const;
-  bool OpenCursor();
-  bool FindHighestId(unsigned int& highest);
-  int AllocateId(unsigned int maxId, int& id);
-  int SaveRecord(const char* path, const CTextBuffer& content);
-  int MergeAndSave(const char* path, const char* fields, const char* text);
-  int ApplyUpdate(char* text, std::vector<const char*>* stored);
-  int SaveValues(const char* path, const std::vector<const char*>& stored);
-  int RemoveEntries(bool (*isChosen)(const char* name), int failure);
+  KIVDB_LOCAL void Assign(const CTable& other);
+  KIVDB_LOCAL void DeleteColumns();
+  KIVDB_LOCAL bool RequireMutex() const;
+  KIVDB_LOCAL bool BuildPaths();
+  KIVDB_LOCAL void SetPaths(const char* table, const char* schema);
+  KIVDB_LOCAL int LoadSchemaGuarded();
+  KIVDB_LOCAL int LoadSchema(const char* path);
+  KIVDB_LOCAL void AddColumns(char* specs);
+  KIVDB_LOCAL int LoadRecord(const char* id, bool isAtCursor,
+                             CStoredFields& fields);
+  KIVDB_LOCAL int SetValues(const char* id, CStoredFields& fields);
+  KIVDB_LOCAL std::vector<CColumn*>::const_iterator FindColumn(
+      const char* key) const;
+  KIVDB_LOCAL int FindRecord(const char* id);
+  KIVDB_LOCAL int ScanForMatch(const CCondition* condition);
+  KIVDB_LOCAL int HandOut(std::vector<CColumn*>& columns) const;
+  KIVDB_LOCAL bool OpenCursor();
+  KIVDB_LOCAL bool FindHighestId(unsigned int& highest);
+  KIVDB_LOCAL int AllocateId(unsigned int maxId, int& id);
+  KIVDB_LOCAL int SaveNumbered(int id, const CTextBuffer& content);
+  KIVDB_LOCAL int SaveRecord(const char* path, const CTextBuffer& content);
+  KIVDB_LOCAL int MergeAndSave(const char* path, const CStoredFields& fields,
+                               const char* text);
+  KIVDB_LOCAL int ApplyUpdate(char* text, std::vector<bool>* named);
+  KIVDB_LOCAL int RemoveEntries(bool (*isChosen)(const char* name),
+                                int failure);
 
   std::string m_name;
   std::vector<CColumn*> m_columns;  // owned
@@ -253,7 +277,8 @@ class KIVDB_EXPORT CTable {
   char m_schemaPath[4096];
   std::string m_dbPath;
   pthread_mutex_t* m_mutex;  // counted: see shared_mutex.h
-  bool m_ownMutex;
+  bool m_ownMutex;           // whether this table made it; nothing reads that
+  bool m_cursorIsOwn;        // the cursor is that of m_tablePath
 };
 
 }  // namespace KivDB

@@ -78,6 +78,10 @@ bool CIniFile::Parse() {
 
   CValues* values = nullptr;
   std::string_view rest = m_text;
+  constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+  if (rest.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
+    rest.remove_prefix(kByteOrderMark.size());
+  }
   while (!rest.empty()) {
     const size_t end = rest.find('\n');
     const std::string_view line = Trim(rest.substr(0, end));

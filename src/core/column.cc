@@ -1,14 +1,15 @@
-// A column of a table: its definition and one value.
+// Definitions and values of columns.
 
 #include <kivdb/column.h>
 #include <kivdb/status.h>
 
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "core/log.h"
 #include "core/no_throw.h"
-#include "core/text.h"
+#include "core/null_text.h"
 
 namespace KivDB {
 namespace {
@@ -47,20 +48,23 @@ CColumn::CColumn(const CColumn& other)
 CColumn::~CColumn() { std::free(m_data); }
 
 int CColumn::SetInfo(const char* spec) {
-  const char* open = std::strchr(TextOrEmpty(spec), '[');
+  return NoThrow([&] { return ParseSpec(TextOrEmpty(spec)); });
+}
+
+// Throws std::bad_alloc, with nothing changed.
+int CColumn::ParseSpec(const char* spec) {
+  const char* open = std::strchr(spec, '[');
   if (open == nullptr) return kNoType;
-  return NoThrow<int>(kNoMemory, [&]() -> int {
-    m_name.assign(spec, open);
-    const std::string keyword(open + 1, std::strcspn(open + 1, "]"));
-    for (int type = 0; type < 3; ++type) {
-      if (keyword == kTypes[type]) {
-        m_type = type;
-        return kOk;
-      }
+  m_name.assign(spec, open);
+  const std::string_view keyword(open + 1, std::strcspn(open + 1, "]"));
+  for (int type = 0; type < 3; ++type) {
+    if (keyword == kTypes[type]) {
+      m_type = type;
+      return kOk;
     }
-    KIVDB_INFO(kUnknownType, "invalid data type");
-    return kUnknownType;
-  });
+  }
+  KIVDB_INFO(kUnknownType, "invalid data type");
+  return kUnknownType;
 }
 
 // A value that fits takes the place of the old one, so that the records of a

@@ -1,4 +1,4 @@
-// A walk over the entries of a directory.
+// The stream is opened and closed with cancellation held off.
 
 #include <kivdb/dir_iterator.h>
 
@@ -15,11 +15,13 @@ CDirIterator::CDirIterator(const std::string& path)
 
 CDirIterator::~CDirIterator() { close(); }
 
-int CDirIterator::open() { return Open(m_path.c_str()); }
+int CDirIterator::open() { return OpenStream(m_path.c_str()); }
 
-int CDirIterator::open(const std::string& path) { return Open(path.c_str()); }
+int CDirIterator::open(const std::string& path) {
+  return OpenStream(path.c_str());
+}
 
-int CDirIterator::Open(const char* path) {
+int CDirIterator::OpenStream(const char* path) {
   close();
   CCancellationHold hold;
   m_dir = opendir(path);

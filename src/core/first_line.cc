@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "base/descriptor.h"
+#include "core/format.h"
 
 namespace KivDB {
 namespace {
@@ -34,7 +35,7 @@ bool TakeBytes(std::size_t length, std::size_t& separators, CTextBuffer& line) {
   const char* const end = bytes + length;
   while (separators > 0) {
     const void* found =
-        std::memchr(bytes, '|', static_cast<std::size_t>(end - bytes));
+        std::memchr(bytes, kSeparator, static_cast<std::size_t>(end - bytes));
     if (found == nullptr) break;
     bytes = static_cast<const char*>(found) + 1;
     --separators;
@@ -44,27 +45,27 @@ bool TakeBytes(std::size_t length, std::size_t& separators, CTextBuffer& line) {
 
 }  // namespace
 
-FirstLine ReadFirstLine(int directory, const char* path, std::size_t separators,
-                        CTextBuffer& line) {
+ReadResult ReadFirstLine(int directory, const char* path,
+                         std::size_t separators, CTextBuffer& line) {
   const CDescriptor file(directory, path, kFlags);
-  if (!file.IsOpen()) return FirstLine::kUnreadable;
+  if (!file.IsOpen()) return ReadResult::kUnreadable;
   for (bool isFirst = true;; isFirst = false) {
-    if (!line.Reserve(1)) return FirstLine::kNoMemory;
+    line.Reserve(1);
     ssize_t length;
     do {
       length = read(file.Get(), line.data() + line.size(), line.room());
     } while (length < 0 && errno == EINTR);
     if (length < 0) {
       const bool isOdd = errno == EISDIR || errno == EAGAIN;
-      return isFirst && isOdd ? FirstLine::kRead : FirstLine::kUnreadable;
+      return isFirst && isOdd ? ReadResult::kRead : ReadResult::kUnreadable;
     }
-    if (length == 0) return FirstLine::kRead;
+    if (length == 0) return ReadResult::kRead;
     if (TakeBytes(static_cast<std::size_t>(length), separators, line)) {
-      return FirstLine::kRead;
+      return ReadResult::kRead;
     }
     if (isFirst && !IsRegular(file.Get())) {
       line.Resize(0);
-      return FirstLine::kRead;
+      return ReadResult::kRead;
     }
   }
 }

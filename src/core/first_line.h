@@ -1,4 +1,4 @@
-// Reading record and schema files.
+// Record and schema files, of which the first line counts.
 
 #ifndef CORE_FIRST_LINE_H_
 #define CORE_FIRST_LINE_H_
@@ -9,7 +9,7 @@
 
 namespace KivDB {
 
-enum class FirstLine { kRead, kUnreadable, kNoMemory };
+enum class ReadResult { kRead, kUnreadable };
 
 // Reads the first line of a file, without its line feed, into the empty line.
 // path is taken from the open directory when it is relative (AT_FDCWD: from the
@@ -19,9 +19,9 @@ enum class FirstLine { kRead, kUnreadable, kNoMemory };
 // Never blocks and never reads without end: what is no regular file and does
 // not deliver its line in one read has an empty line.  kUnreadable when the
 // file cannot be opened or fails while it is read: part of a line is never
-// delivered.
-FirstLine ReadFirstLine(int directory, const char* path, std::size_t separators,
-                        CTextBuffer& line);
+// delivered.  Throws std::bad_alloc.
+ReadResult ReadFirstLine(int directory, const char* path,
+                         std::size_t separators, CTextBuffer& line);
 
 }  // namespace KivDB
 

@@ -6,6 +6,9 @@
 #include "base/cancellation.h"
 #include "zel.h"
 
+// The texts of the lines are part of the interface, spelling included: hosts
+// and administrators look for them.
+//
 // These are macros so that the compiler checks the format.  The temporary holds
 // cancellation off until the line is out: writing one is a cancellation point.
 #define KIVDB_HELD(call) \

@@ -11,16 +11,19 @@
 
 namespace KivDB {
 
-// Gives body's result, or failure, with its line, when body runs out of memory,
-// the one exception that the library's own calls can throw.  The unwinding of a
-// cancelled thread is no std::exception and passes.
-template <typename Result, typename Body>
-Result NoThrow(Result failure, Body body) {
+// What an operation without a line of its own says and gives.
+inline int NoMemory() { return KIVDB_FAIL(kNoMemory, "no memory"); }
+
+// Gives body's result, or failure's when body runs out of memory, the one
+// exception that the library's own calls can throw.  Every public operation
+// that needs memory has this border, around its locked span.  The unwinding of
+// a cancelled thread is no std::exception and passes.
+template <typename Result = int, typename Body, typename Failure = int (*)()>
+Result NoThrow(Body body, Failure failure = NoMemory) {
   try {
     return body();
   } catch (const std::exception&) {
-    KIVDB_ERROR(kNoMemory, "no memory");
-    return failure;
+    return failure();
   }
 }
 

@@ -9,7 +9,7 @@ namespace KivDB {
 
 // A NUL-terminated text that grows.  It begins in the object itself, so that
 // the usual short one costs no allocation; a longer one moves to the heap.
-// Lack of memory is a false result, never an exception, and leaves the text.
+// Growing throws std::bad_alloc, which leaves the text.
 class CTextBuffer {
  public:
   CTextBuffer() { m_inline[0] = '\0'; }
@@ -25,11 +25,11 @@ class CTextBuffer {
   std::size_t room() const { return m_capacity - 1 - m_size; }
 
   // Makes room for at least this many bytes behind the text.
-  bool Reserve(std::size_t more);
+  void Reserve(std::size_t more);
 
   // Appends bytes, or a text up to its NUL.
-  bool Append(const char* bytes, std::size_t length);
-  bool Append(const char* text);
+  void Append(const char* bytes, std::size_t length);
+  void Append(const char* text);
 
   // Sets the size, not over what was reserved, and ends the text there.
   void Resize(std::size_t size);

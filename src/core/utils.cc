@@ -1,4 +1,4 @@
-// White space in texts, removed in place.
+// Blanks, as the platform classes them.
 
 #include <kivdb/utils.h>
 

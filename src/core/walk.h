@@ -9,7 +9,7 @@
 
 namespace KivDB {
 
-enum class Walk { kStopped, kEnd, kFailed };
+enum class WalkResult { kStopped, kEnd, kFailed };
 
 inline bool IsDots(const char* name) {
   return name[0] == '.' &&
@@ -20,13 +20,14 @@ inline bool IsDots(const char* name) {
 // returns false.  kFailed when the directory could not be read to its end: the
 // iterator is closed then, as after an open that failed.
 template <typename Visit>
-Walk WalkEntries(CDirIterator& entries, Visit visit) {
+WalkResult WalkEntries(CDirIterator& entries, Visit visit) {
   while (const dirent* entry = entries.read()) {
-    if (!IsDots(entry->d_name) && !visit(entry->d_name)) return Walk::kStopped;
+    if (!IsDots(entry->d_name) && !visit(entry->d_name))
+      return WalkResult::kStopped;
   }
-  if (errno == 0) return Walk::kEnd;
+  if (errno == 0) return WalkResult::kEnd;
   entries.close();
-  return Walk::kFailed;
+  return WalkResult::kFailed;
 }
 
 }  // namespace KivDB

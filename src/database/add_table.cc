@@ -10,19 +10,19 @@
 #include <string_view>
 
 #include "base/descriptor.h"
+#include "core/format.h"
+#include "core/heap_text.h"
 #include "core/log.h"
 #include "core/no_throw.h"
+#include "core/null_text.h"
 #include "core/path.h"
-#include "core/text.h"
-#include "core/text_buffer.h"
+#include "core/sync.h"
 #include "database/creation_file.h"
 #include "zel.h"
 
 namespace KivDB {
 namespace {
 
-constexpr mode_t kTableMode = 0775;
-constexpr mode_t kSchemaMode = 0666;
 constexpr int kSchemaFlags = O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK;
 constexpr std::size_t kFingerprintSize = 65;
 constexpr int kFingerprintKind = 3;
@@ -38,7 +38,7 @@ int AppendSpec(std::string_view entry, std::string& schema) {
       close == entry.npos || close < begin ? entry.size() : close;
   const std::string_view type = entry.substr(begin, end - begin);
   if (type != "int" && type != "varchar") return kUnknownType;
-  if (!schema.empty()) schema += '|';
+  if (!schema.empty()) schema += kSeparator;
   schema.append(entry.substr(0, open)).append("[").append(type).append("]");
   return kOk;
 }
@@ -61,11 +61,11 @@ int CKivDatabase::AddTable(const char* name, const char* columns) {
     return KIVDB_FAIL(kInvalid, "table [%s] already exist", name);
   }
   if (columns == nullptr) return KIVDB_FAIL(kInvalid, "invalid parameter");
-  CTextBuffer copy;
-  if (!copy.Append(columns)) return KIVDB_FAIL(kNoMemory, "can't strdup");
-  return NoThrow<int>(kNoMemory, [&] {
+  const HeapText copy(strdup(columns));
+  if (copy == nullptr) return KIVDB_FAIL(kNoMemory, "can't strdup");
+  return NoThrow([&] {
     std::string schema;
-    const int status = BuildSchema(copy.data(), schema);
+    const int status = BuildSchema(copy.get(), schema);
     return status == kOk ? MakeTable(name, schema.c_str(), false) : status;
   });
 }
@@ -74,14 +74,14 @@ int CKivDatabase::CheckAddTable(const char* name, const char* inifile) {
   name = TextOrEmpty(name);
   if (GetTable(name) != nullptr) return kOk;
   if (inifile == nullptr) return KIVDB_FAIL(kInvalid, "invalid parameter");
-  char schema[kValueSize];
-  if (!ReadSchemaValue(name, inifile, schema)) {
+  SchemaValue schema;
+  if (!CCreationFile(inifile).ReadSchema(name, schema)) {
     return KIVDB_FAIL(kNoRecord,
                       "Can't get table [%s] schema information from inifile "
                       "[%s]",
                       name, inifile);
   }
-  return NoThrow<int>(kNoMemory, [&] { return MakeTable(name, schema, true); });
+  return NoThrow([&] { return MakeTable(name, schema, true); });
 }
 
 // Makes the table's schema file and directory, opens the table and registers
@@ -94,9 +94,18 @@ int CKivDatabase::MakeTable(const char* name, const char* schema,
     return KIVDB_FAIL(status, "creat schema error [%s]", name);
   }
   createTableF(name);
+  SyncTable(name);
+  SyncPath(CPath(m_path, kSchemaDirectory).text());
+  SyncPath(CPath(m_path, kDataDirectory).text());
   status = OpenTable(name);
   if (status != kOk) KIVDB_ERROR(logsCode ? status : kOk, "open table error");
   return status;
+}
+
+// Forces what was made for a table to disk, but for its two names.
+void CKivDatabase::SyncTable(const char* name) const {
+  SyncPath(CPath(m_path, kSchemaDirectory, name).text());
+  SyncPath(CPath(m_path, kDataDirectory, name).text());
 }
 
 // Written in place, and nothing looks at how much of it reached the disk.

@@ -5,37 +5,19 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstring>
 
 #include "core/log.h"
 #include "core/no_throw.h"
+#include "core/null_text.h"
 #include "core/path.h"
-#include "core/text_buffer.h"
+#include "core/sync.h"
 #include "database/creation_file.h"
 #include "zel.h"
 
 namespace KivDB {
 namespace {
 
-constexpr mode_t kTreeMode = 0700;
-constexpr unsigned int kListSize = 4095;
-constexpr unsigned int kRecordSize = 4095;
 constexpr std::size_t kNumberSize = 128;
-
-// Reads the names of the sections, each with its NUL and an empty one last.
-int ReadSections(const char* inifile, CTextBuffer& list) {
-  int length = InifileGetValueA(nullptr, nullptr, list.data(), kListSize,
-                                nullptr, inifile);
-  if (length > static_cast<int>(kListSize)) {
-    const auto size = static_cast<unsigned int>(length);
-    if (!list.Reserve(size)) return KIVDB_FAIL(kNoMemory, "no memory");
-    std::memset(list.data(), 0, size + 1);
-    length =
-        InifileGetValueA(nullptr, nullptr, list.data(), size, nullptr, inifile);
-  }
-  if (length >= 1) return kOk;
-  return KIVDB_FAIL(kNoRecord, "Can't get value [%s]", inifile);
-}
 
 }  // namespace
 
@@ -43,22 +25,30 @@ int CKivDatabase::Create(const char* inifile, int id, const char* host) {
   if (inifile == nullptr) return KIVDB_FAIL(kInvalid, "invalid parameter");
   m_id = id != 0 ? id : 1;
   SetHost(host);
-  if (!HasRoot()) return kInvalid;
+  if (!RequireRoot()) return kInvalid;
   if (zel_access(inifile, F_OK) != 0) {
     return KIVDB_FAIL(kInvalid, "can't find ini file at [%s]", inifile);
   }
+  const CPath schemas(m_path, kSchemaDirectory);
+  const CPath there = NearestExisting(schemas);
+  const int status = NoThrow([&] { return CreateTables(inifile); });
+  SyncPath(CPath(m_path, kDataDirectory).text());
+  SyncUpTo(there, schemas);
+  return status;
+}
+
+int CKivDatabase::CreateTables(const char* inifile) {
   int status = MakeTree(kSchemaDirectory);
   if (status == kOk) status = MakeTree(kDataDirectory);
   if (status != kOk) return status;
 
-  CTextBuffer sections;
-  status = ReadSections(inifile, sections);
-  char* next = sections.data();
-  StringGetNextA(&next, '\0');  // the first section is no table
-  while (status == kOk) {
-    const char* name = StringGetNextA(&next, '\0');
-    if (name == nullptr) break;
-    status = CreateTable(name, inifile);
+  CCreationFile file(inifile);
+  if (!file.ReadNames()) {
+    return KIVDB_FAIL(kNoRecord, "Can't get value [%s]", inifile);
+  }
+  while (const char* name = file.NextName()) {
+    status = CreateTable(name, file);
+    if (status != kOk) break;
   }
   return status;
 }
@@ -69,43 +59,36 @@ int CKivDatabase::MakeTree(const char* directory) {
   return KIVDB_FAIL(kInvalid, "Create Tree [%s] failed", path.text());
 }
 
-int CKivDatabase::CreateTable(const char* name, const char* inifile) {
-  char schema[kValueSize];
-  if (!ReadSchemaValue(name, inifile, schema)) return kNoRecord;
+int CKivDatabase::CreateTable(const char* name, const CCreationFile& file) {
+  SchemaValue schema;
+  if (!file.ReadSchema(name, schema)) return kNoRecord;
   const int status = createSchemaF(name, schema);
   if (status != kOk) return status;
   createTableF(name);
-  return insertRecordsFromIni(name, inifile);
+  SyncTable(name);
+  return insertRecordsFromIni(name, file.path());
 }
 
 int CKivDatabase::insertRecordsFromIni(const char* name, const char* inifile) {
   if (inifile == nullptr) return KIVDB_FAIL(kInvalid, "invalid parameter");
   KIVDB_TRACE("%s: Insert record from table=%s, inifile=%s",
               "insertRecordsFromIni", TextOrEmpty(name), inifile);
-  return NoThrow<int>(kNoMemory, [&] {
+  return NoThrow([&]() -> int {
     CTable table(m_path, name);
     const int status = table.Open();
     if (status != kOk) return KIVDB_FAIL(status, "Can't get table");
-    return InsertRecords(table, inifile);
+    return InsertRecords(table, CCreationFile(inifile));
   });
 }
 
-int CKivDatabase::InsertRecords(CTable& table, const char* inifile) {
-  for (int i = 1;; ++i) {
-    char key[kNumberSize];
-    std::snprintf(key, sizeof(key), "rec_%i", i);
-    char record[kRecordSize];
-    const int length = InifileGetValueA(table.name(), key, record,
-                                        sizeof(record), nullptr, inifile);
-    if (length == 0) return kOk;
-    // The file has become unreadable: records would be missing without notice.
-    if (length < 0) {
-      return KIVDB_FAIL(kNoRecord, "Can't get value [%s]", inifile);
-    }
+int CKivDatabase::InsertRecords(CTable& table, const CCreationFile& file) {
+  RecordValue record;
+  for (int i = 1; file.ReadRecord(table.name(), i, record); ++i) {
     int status = ReplacePlaceholders(record, sizeof(record));
     if (status == kOk) status = table.addRecord(record, nullptr, 0);
     if (status != kOk) return status;
   }
+  return kOk;
 }
 
 int CKivDatabase::ReplacePlaceholders(char* record, unsigned int size) const {

@@ -1,19 +1,45 @@
-// What the ini files that describe tables hold.
+// A creation file: an ini file that describes tables.
 
 #ifndef DATABASE_CREATION_FILE_H_
 #define DATABASE_CREATION_FILE_H_
 
-#include "core/text.h"
-#include "zel.h"
+#include "core/format.h"
+#include "core/text_buffer.h"
 
 namespace KivDB {
 
-// Reads the schema line of a table's section; false when there is none.
-inline bool ReadSchemaValue(const char* section, const char* inifile,
-                            char (&schema)[kValueSize]) {
-  return InifileGetValueA(section, "schema", schema, sizeof(schema), nullptr,
-                          inifile) >= 1;
-}
+using SchemaValue = char[kValueSize];
+using RecordValue = char[kIniRecordSize];
+
+// Each section but the first is a table, with the key "schema" for its schema
+// line and "rec_1", "rec_2" and so on for its records.  Values are cut to their
+// buffers.
+class CCreationFile {
+ public:
+  // Reads nothing; the path stays the caller's.
+  explicit CCreationFile(const char* path) : m_path(path) {}
+
+  const char* path() const { return m_path; }
+
+  // Reads the names of the tables.  False when the file has no section, cannot
+  // be read, or changed meanwhile.  Throws std::bad_alloc.
+  bool ReadNames();
+
+  // The next of these names, or null.
+  const char* NextName();
+
+  // False when the table has no schema line, or no record of this number.
+  bool ReadSchema(const char* table, SchemaValue& schema) const;
+  bool ReadRecord(const char* table, int number, RecordValue& record) const;
+
+ private:
+  bool ReadValue(const char* table, const char* key, char* out,
+                 unsigned int size) const;
+
+  const char* m_path;
+  CTextBuffer m_names;     // each with its NUL, and an empty one last
+  char* m_next = nullptr;  // in m_names
+};
 
 }  // namespace KivDB
 

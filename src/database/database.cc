@@ -11,8 +11,8 @@
 #include "base/lock.h"
 #include "core/log.h"
 #include "core/no_throw.h"
+#include "core/null_text.h"
 #include "core/path.h"
-#include "core/text.h"
 #include "core/walk.h"
 #include "zel.h"
 
@@ -32,17 +32,20 @@ CKivDatabase::CKivDatabase()
   SetHost(nullptr);
 }
 
-CKivDatabase::~CKivDatabase() {
-  for (CTable* table : m_tables) delete table;
-}
+CKivDatabase::~CKivDatabase() { DestroyTables(); }
 
 CKivDatabase* CKivDatabase::Instance() {
-  return NoThrow<CKivDatabase*>(nullptr, [] {
-    return WithLock(&instance_mutex, [] {
-      if (m_instance == nullptr) m_instance = new CKivDatabase;
-      return m_instance;
-    });
-  });
+  return NoThrow<CKivDatabase*>(
+      [] {
+        return WithLock(&instance_mutex, [] {
+          if (m_instance == nullptr) m_instance = new CKivDatabase;
+          return m_instance;
+        });
+      },
+      []() -> CKivDatabase* {
+        NoMemory();
+        return nullptr;
+      });
 }
 
 void CKivDatabase::Delete() {
@@ -55,33 +58,52 @@ void CKivDatabase::SetHost(const char* host) {
   zelstrcpy(m_host, isGiven ? host : kLoopback, sizeof(m_host));
 }
 
-bool CKivDatabase::HasRoot() const {
+// What a failed opening registered belongs to the root that it had.
+void CKivDatabase::SetRoot(const char* root) {
+  if (!m_opened && std::strcmp(m_path, root) != 0) DestroyTables();
+  zelstrcpy(m_path, root, sizeof(m_path));
+}
+
+void CKivDatabase::DestroyTables() {
+  for (CTable* table : m_tables) delete table;
+  m_tables.clear();
+  m_tableCount = 0;
+}
+
+// False, with its line, when there is none.
+bool CKivDatabase::RequireRoot() const {
   if (m_path[0] != '\0') return true;
   KIVDB_ERROR(kInvalid, "Kiv DB's path is NULL! Please try open(xxx)");
   return false;
 }
 
 int CKivDatabase::open(const char* path) {
-  zelstrcpy(m_path, TextOrEmpty(path), sizeof(m_path));
+  char root[sizeof(m_path)];
+  zelstrcpy(root, TextOrEmpty(path), sizeof(root));
+  SetRoot(root);
   return open();
 }
 
 int CKivDatabase::open() {
   if (m_opened) return kOk;
-  if (!HasRoot()) return kInvalid;
-  return NoThrow<int>(kNoMemory, [this] { return RegisterTables(); });
+  if (!RequireRoot()) return kInvalid;
+  return NoThrow([this] { return RegisterTables(); });
 }
 
 int CKivDatabase::open(ConfigClass* config) {
   if (config == nullptr) return KIVDB_FAIL(kInvalid, "invalid parameter");
-  // The lock waits for a change of the configuration to be done.
-  const char* inifile =
-      WithLock(config->mutex(), [&] { return config->inifile(); });
+  // The lock only waits for a change of the configuration to be done.
+  WithLock(config->mutex(), [] { return kOk; });
+  const char* inifile = config->inifile();
   const char* section =
       _zel_config_section_string_table_[kZelSectionStorageDatabase];
   const char* entry = _zel_config_entry_string_table_[kZelEntryPath];
-  if (InifileGetValueA(section, entry, m_path, sizeof(m_path), "", inifile) <=
-      0) {
+  char root[sizeof(m_path)];
+  zelstrcpy(root, m_path, sizeof(root));
+  const int length =
+      InifileGetValueA(section, entry, root, sizeof(root), "", inifile);
+  SetRoot(root);  // to whatever was delivered
+  if (length <= 0) {
     return KIVDB_FAIL(kInvalid, "can't find StorageDatabase Path from [%s]",
                       inifile);
   }
@@ -95,12 +117,12 @@ int CKivDatabase::RegisterTables() {
     return kNoSchemaDirectory;
   }
   int status = kOk;
-  const Walk walk = WalkEntries(schemas, [&](const char* name) {
+  const WalkResult walk = WalkEntries(schemas, [&](const char* name) {
     if (GetTable(name) == nullptr) status = OpenTable(name);
     return status == kOk;
   });
-  if (walk == Walk::kStopped) return status;
-  if (walk == Walk::kFailed) return kNoSchemaDirectory;
+  if (walk == WalkResult::kStopped) return status;
+  if (walk == WalkResult::kFailed) return kNoSchemaDirectory;
   m_opened = true;
   return kOk;
 }

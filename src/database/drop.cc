@@ -1,4 +1,4 @@
-// Dropping tables and the database, and its recovery.
+// Dropping tables and the database.
 
 #include <kivdb/database.h>
 #include <kivdb/status.h>
@@ -9,11 +9,23 @@
 #include <cstring>
 
 #include "core/log.h"
+#include "core/null_text.h"
 #include "core/path.h"
-#include "core/text.h"
 #include "zel.h"
 
 namespace KivDB {
+namespace {
+
+// The last holds the others.
+constexpr const char* kTrees[] = {kSchemaDirectory, kDataDirectory,
+                                  kTopDirectory};
+
+int TreeError(const CPath& path) {
+  return KIVDB_FAIL(kInvalid, "can delete dir [%s] reason [%s]", path.text(),
+                    strerror(errno));
+}
+
+}  // namespace
 
 int CKivDatabase::DropTable(CTable* table) {
   if (table == nullptr) return KIVDB_FAIL(kInvalid, "parameter null");
@@ -58,7 +70,9 @@ void CKivDatabase::Forget(CTable* table) {
 }
 
 int CKivDatabase::drop() {
-  if (!HasRoot()) return kInvalid;
+  if (!RequireRoot()) return kInvalid;
+  const int refused = RefuseCutPaths();
+  if (refused != kOk) return refused;
   while (!m_tables.empty()) {
     CTable* table = m_tables.front();
     int status = table->clear();
@@ -71,20 +85,23 @@ int CKivDatabase::drop() {
     }
     Forget(table);
   }
-  for (const char* tree : {kSchemaDirectory, kDataDirectory, kTopDirectory}) {
+  for (const char* tree : kTrees) {
     const CPath path(m_path, tree);
-    if (!DeleteTreeA(path.text())) {
-      return KIVDB_FAIL(kInvalid, "can delete dir [%s] reason [%s]",
-                        path.text(), strerror(errno));
-    }
+    if (!DeleteTreeA(path.text())) return TreeError(path);
   }
   return kOk;
 }
 
-int CKivDatabase::recover() {
-  for (CTable* table : m_tables) {
-    const int status = table->recover();
-    if (status != kOk) return status;
+// A path that was cut is that of something else: the root itself, maybe.
+int CKivDatabase::RefuseCutPaths() const {
+  errno = ENAMETOOLONG;
+  for (const char* tree : kTrees) {
+    const CPath path(m_path, tree);
+    if (path.IsCut()) return TreeError(path);
+    for (const CTable* table : m_tables) {
+      const CPath below(path.text(), table->name());
+      if (below.IsCut()) return TreeError(below);
+    }
   }
   return kOk;
 }

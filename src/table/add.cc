@@ -10,12 +10,15 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 
 #include "base/descriptor.h"
 #include "base/lock.h"
+#include "core/format.h"
 #include "core/log.h"
+#include "core/no_throw.h"
 #include "core/path.h"
-#include "core/text.h"
+#include "core/record_id.h"
 #include "core/text_buffer.h"
 #include "table/content.h"
 #include "zel.h"
@@ -23,13 +26,9 @@
 namespace KivDB {
 namespace {
 
-// Leaves room for ".tmp" within kPathBound.
-constexpr std::size_t kRecordPathMax = kPathBound - 1 - 4;
-
 // A link or a FIFO under the temporary name must fail the save at once.
 constexpr int kTemporaryFlags =
     O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK;
-constexpr mode_t kRecordMode = 0640;
 
 struct Fields {
   std::size_t count = 0;
@@ -37,10 +36,10 @@ struct Fields {
   CTextBuffer content;  // the others, each with its separator
 };
 
-// False when there is no memory.
-bool ParseFields(const char* text, bool firstIsId, Fields& fields) {
+// Throws std::bad_alloc.
+void ParseFields(const char* text, bool firstIsId, Fields& fields) {
   CTextBuffer copy;
-  if (!copy.Append(text)) return false;
+  copy.Append(text);
   char* rest = copy.data();
   while (char* field = StringGetNextA(&rest, ',')) {
     CUtils::trim(field);
@@ -48,12 +47,15 @@ bool ParseFields(const char* text, bool firstIsId, Fields& fields) {
     zelstrcpy(value, field, sizeof(value));
     if (firstIsId && fields.count == 0) {
       fields.id = LeadingId(value);
-    } else if (!AppendValue(value, fields.content)) {
-      return false;
+    } else {
+      AppendValue(value, fields.content);
     }
     ++fields.count;
   }
-  return true;
+}
+
+int SaveError() {
+  return KIVDB_FAIL(kInvalid, "Error occur when saving record!");
 }
 
 // False with errno set for what is not open or not a regular file: a FIFO with
@@ -92,26 +94,24 @@ int WriteTemporary(const char* path, const char* content, std::size_t length) {
 
 int CTable::addRecord(const char* text, int* id, unsigned int maxId) {
   if (text == nullptr) return KIVDB_FAIL(kInvalid, "invalid parameter");
-  if (!HasMutex()) return kInvalid;
-  Fields fields;
-  if (!ParseFields(text, id == nullptr, fields)) {
-    return KIVDB_FAIL(kNoMemory, "no memory");
-  }
-  if (id != nullptr) ++fields.count;  // the allocated one
-  if (fields.count == 0 || fields.count != m_columns.size() ||
-      !IsOneLine(fields.content)) {
-    return KIVDB_FAIL(kSyntax, "record's syntax error ");
-  }
-  return WithLock(m_mutex, [&]() -> int {
-    int number = static_cast<int>(fields.id);
-    if (id != nullptr) {
-      const int status = AllocateId(maxId, number);
-      if (status != kOk) return status;
-      *id = number;
+  if (!RequireMutex()) return kInvalid;
+  return NoThrow([&]() -> int {
+    Fields fields;
+    ParseFields(text, id == nullptr, fields);
+    if (id != nullptr) ++fields.count;  // the allocated one
+    if (fields.count == 0 || fields.count != m_columns.size() ||
+        !IsOneLine(fields.content)) {
+      return RefuseContent();
     }
-    char name[12];
-    std::snprintf(name, sizeof(name), "%i", number);
-    return SaveRecord(CPath(m_tablePath, name).text(), fields.content);
+    return WithLock(m_mutex, [&]() -> int {
+      int number = static_cast<int>(fields.id);
+      if (id != nullptr) {
+        const int status = AllocateId(maxId, number);
+        if (status != kOk) return status;
+        *id = number;
+      }
+      return SaveNumbered(number, fields.content);
+    });
   });
 }
 
@@ -119,9 +119,7 @@ int CTable::addRecord(const char* text, int* id, unsigned int maxId) {
 int CTable::AllocateId(unsigned int maxId, int& id) {
   unsigned int highest = 0;
   // Without all names there is no free id: 1 would replace a record.
-  if (!FindHighestId(highest)) {
-    return KIVDB_FAIL(kInvalid, "Error occur when saving record!");
-  }
+  if (!FindHighestId(highest)) return SaveError();
   const unsigned int next = highest + 1;
   if (maxId != 0 && next > maxId) {
     return KIVDB_FAIL(kIdAboveMaximum,
@@ -133,12 +131,22 @@ int CTable::AllocateId(unsigned int maxId, int& id) {
   return kOk;
 }
 
+// The path is built anew: a table that was not opened has no paths yet.
+int CTable::SaveNumbered(int id, const CTextBuffer& content) {
+  const char* name = m_name.c_str();
+  const CPath table(m_dbPath.c_str(), kDataDirectory, name);
+  char number[12];
+  std::snprintf(number, sizeof(number), "%i", id);
+  const CRecordPath path(IsPathComponent(name) ? table.text() : "", number);
+  return path.IsRecord() ? SaveRecord(path.text(), content) : SaveError();
+}
+
 int CTable::SaveRecord(const char* path, const CTextBuffer& content) {
-  if (std::strlen(path) <= kRecordPathMax &&
-      safe_save(path, content.data(), static_cast<int>(content.size())) == 0) {
-    return kOk;
-  }
-  return KIVDB_FAIL(kInvalid, "Error occur when saving record!");
+  const bool fits = std::strlen(path) <= kRecordPathMax &&
+                    content.size() <= std::numeric_limits<int>::max();
+  const int length = static_cast<int>(content.size());
+  if (fits && safe_save(path, content.data(), length) == 0) return kOk;
+  return SaveError();
 }
 
 // The temporary file is complete and on disk before the old record goes, and
@@ -151,7 +159,7 @@ int CTable::safe_save(const char* path, const char* content, int length) {
     return -1;
   }
   CPath temporary(path);
-  temporary.Append(".tmp");
+  temporary.Append(kTemporarySuffix);
   const char* from = temporary.text();
   if (WriteTemporary(from, content, static_cast<std::size_t>(length)) != 0) {
     return -1;

@@ -1,4 +1,4 @@
-// A condition, parsed once for a whole listing step.
+// Parsing and meeting conditions.
 
 #include "table/condition.h"
 
@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "core/log.h"
-#include "core/text.h"
+#include "core/format.h"
+#include "core/null_text.h"
 #include "zel.h"
 
 namespace KivDB {
@@ -24,32 +24,23 @@ bool HasValue(const std::vector<CColumn*>& columns, const char* key,
 
 }  // namespace
 
-CCondition::CCondition(const char* text) : m_parsed(Parse(text)) {}
-
-bool CCondition::Parse(const char* text) {
+CCondition::CCondition(const char* text) {
   CTextBuffer copy;
-  if (!copy.Append(text)) return false;
+  copy.Append(text);
   char* pairs = copy.data();
   while (char* value = StringGetNextA(&pairs, ',')) {
     char* key = StringGetNextA(&value, '=');
     if (key == nullptr || value == nullptr) break;
     CUtils::strstrip(key);
     CUtils::trim(value);
-    char unescaped[kValueSize];
+    char unescaped[kValueSize] = "";
     StringUnescapeA(value, unescaped, sizeof(unescaped));
-    if (!m_pairs.Append(key, std::strlen(key) + 1) ||
-        !m_pairs.Append(unescaped, std::strlen(unescaped) + 1)) {
-      return false;
-    }
+    m_pairs.Append(key, std::strlen(key) + 1);
+    m_pairs.Append(unescaped, std::strlen(unescaped) + 1);
   }
-  return true;
 }
 
 bool CCondition::Matches(const std::vector<CColumn*>& columns) const {
-  if (!m_parsed) {
-    KIVDB_ERROR(-1, "no memory");
-    return false;
-  }
   const char* key = m_pairs.data();
   const char* const end = key + m_pairs.size();
   while (key < end) {

@@ -15,17 +15,14 @@ namespace KivDB {
 // or has no "=", with keys stripped of blanks and values trimmed and unescaped.
 class CCondition {
  public:
+  // Throws std::bad_alloc.
   explicit CCondition(const char* text);
 
   // Whether there are pairs and each names a column that holds its value.
-  // False, logged, when there was no memory for the pairs.
   bool Matches(const std::vector<CColumn*>& columns) const;
 
  private:
-  bool Parse(const char* text);
-
   CTextBuffer m_pairs;  // key NUL value NUL, and so on
-  bool m_parsed;
 };
 
 }  // namespace KivDB

@@ -7,14 +7,15 @@
 
 namespace KivDB {
 
-// A marker's name contains ".ADD" or ".UPDATE".  It is never a record.
+// Whether the entry is a marker, and never a record, by what its name contains.
 bool IsMarker(const char* name);
 
-// Logs the marker that a scan skips.
+// Logs a marker that a scan skips.
 void LogMarker(const char* name);
 
-// Whether a scan skips the entry, with its line.  Most names have no dot.
-inline bool SkipMarker(const char* name) {
+// Logs the entry if it is a marker and tells whether it is one.  Most names
+// have no dot.
+inline bool LogIfMarker(const char* name) {
   if (std::strchr(name, '.') == nullptr || !IsMarker(name)) return false;
   LogMarker(name);
   return true;

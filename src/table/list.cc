@@ -11,12 +11,13 @@
 #include "base/lock.h"
 #include "core/log.h"
 #include "core/no_throw.h"
+#include "core/null_text.h"
 #include "core/path.h"
-#include "core/text.h"
-#include "core/text_buffer.h"
+#include "core/record_id.h"
 #include "core/walk.h"
 #include "table/condition.h"
 #include "table/entry.h"
+#include "table/stored_fields.h"
 #include "zel.h"
 
 namespace KivDB {
@@ -27,7 +28,10 @@ constexpr std::size_t kLookupSize = 255;
 
 }  // namespace
 
-bool CTable::OpenCursor() { return m_dirIterator.Open(m_tablePath) == 0; }
+bool CTable::OpenCursor() {
+  m_cursorIsOwn = m_dirIterator.OpenStream(m_tablePath) == 0;
+  return m_cursorIsOwn;
+}
 
 int CTable::ListRecordsStart(const char* condition) {
   if (zel_access(m_tablePath, F_OK) != 0 || !OpenCursor()) return kNotFound;
@@ -35,27 +39,27 @@ int CTable::ListRecordsStart(const char* condition) {
 }
 
 int CTable::ListRecordsNext(const char* condition) {
-  if (!HasMutex()) return kInvalid;
+  if (!RequireMutex()) return kInvalid;
   if (condition == nullptr) {
     return WithLock(m_mutex, [this] { return ScanForMatch(nullptr); });
   }
-  const CCondition parsed(condition);
-  return WithLock(m_mutex, [&] { return ScanForMatch(&parsed); });
+  return NoThrow([&] {
+    const CCondition parsed(condition);
+    return WithLock(m_mutex, [&] { return ScanForMatch(&parsed); });
+  });
 }
 
 // Reads on to the next record that meets the condition.  The mutex is held.
 int CTable::ScanForMatch(const CCondition* condition) {
-  CTextBuffer line;
-  const Walk walk = WalkEntries(m_dirIterator, [&](const char* name) {
-    line.Resize(0);
-    const bool found =
-        !SkipMarker(name) &&
-        LoadRecord(m_dirIterator.Descriptor(), name, name, line) == kOk &&
-        (condition == nullptr || condition->Matches(m_columns));
+  CStoredFields fields;
+  const WalkResult walk = WalkEntries(m_dirIterator, [&](const char* name) {
+    const bool found = !LogIfMarker(name) &&
+                       LoadRecord(name, m_cursorIsOwn, fields) == kOk &&
+                       (condition == nullptr || condition->Matches(m_columns));
     return !found;
   });
-  if (walk == Walk::kStopped) return kOk;
-  return walk == Walk::kEnd ? kNoRecord : kNotFound;
+  if (walk == WalkResult::kStopped) return kOk;
+  return walk == WalkResult::kEnd ? kNoRecord : kNotFound;
 }
 
 int CTable::ListRecordsStart(std::vector<CColumn*>& columns,
@@ -71,7 +75,7 @@ int CTable::ListRecordsNext(std::vector<CColumn*>& columns,
 }
 
 int CTable::HandOut(std::vector<CColumn*>& columns) const {
-  return NoThrow<int>(kNoMemory, [&] {
+  return NoThrow([&]() -> int {
     columns = m_columns;
     return kOk;
   });
@@ -82,7 +86,11 @@ bool CTable::MatchColumn(const char* condition) {
     KIVDB_INFO(-1, "no condition");
     return false;
   }
-  return CCondition(condition).Matches(m_columns);
+  return NoThrow<bool>([&] { return CCondition(condition).Matches(m_columns); },
+                       [] {
+                         KIVDB_ERROR(-1, "no memory");
+                         return false;
+                       });
 }
 
 int CTable::FindRecord(const char* id) {
@@ -114,14 +122,14 @@ int CTable::GetValBigInt(const char* id, const char* key, long& out) {
 }
 
 int CTable::records() {
-  if (!HasMutex() || !OpenCursor()) return -1;
+  if (!RequireMutex() || !OpenCursor()) return -1;
   return WithLock(m_mutex, [this] {
     int count = 0;
-    const Walk walk = WalkEntries(m_dirIterator, [&](const char* name) {
-      if (!SkipMarker(name)) ++count;
+    const WalkResult walk = WalkEntries(m_dirIterator, [&](const char* name) {
+      if (!LogIfMarker(name)) ++count;
       return true;
     });
-    return walk == Walk::kEnd ? count : -1;
+    return walk == WalkResult::kEnd ? count : -1;
   });
 }
 
@@ -135,20 +143,20 @@ unsigned int CTable::get_max_id() {
 bool CTable::FindHighestId(unsigned int& highest) {
   if (!OpenCursor()) return false;
   highest = 0;
-  const Walk walk = WalkEntries(m_dirIterator, [&](const char* name) {
-    if (!SkipMarker(name)) highest = std::max(highest, LeadingId(name));
+  const WalkResult walk = WalkEntries(m_dirIterator, [&](const char* name) {
+    if (!LogIfMarker(name)) highest = std::max(highest, LeadingId(name));
     return true;
   });
-  return walk == Walk::kEnd;
+  return walk == WalkResult::kEnd;
 }
 
 bool CTable::is_ignorable_file(const char* name, bool flag) {
   name = TextOrEmpty(name);
-  return IsDots(name) || (!flag && SkipMarker(name));
+  return IsDots(name) || (!flag && LogIfMarker(name));
 }
 
 bool CTable::IsDir(const dirent* entry, const char* path) {
-  if (!HasMutex() || entry == nullptr || path == nullptr) return false;
+  if (!RequireMutex() || entry == nullptr || path == nullptr) return false;
   const CPath full(path, entry->d_name);
   return WithLock(m_mutex, [&] {
     struct stat status;

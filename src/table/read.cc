@@ -7,60 +7,57 @@
 #include <algorithm>
 #include <cstring>
 
-#include "core/first_line.h"
+#include "core/format.h"
 #include "core/log.h"
+#include "core/no_throw.h"
+#include "core/null_text.h"
 #include "core/path.h"
-#include "core/text.h"
+#include "table/stored_fields.h"
 #include "zel.h"
 
 namespace KivDB {
 
-// Without a table path an id would name a file of the root directory, and one
-// that does not fit behind it could be cut to that of another record.
-bool CTable::NamesRecord(const char* id) const {
-  const std::size_t length = std::strlen(m_tablePath);
-  return length > 0 && length + 1 + std::strlen(id) < kPathBound &&
-         IsPathComponent(id);
-}
-
 int CTable::readRecord(const char* id) {
   if (id == nullptr) return KIVDB_FAIL(kInvalid, "invalid parameter");
-  CTextBuffer line;
-  return LoadRecord(AT_FDCWD, CPath(m_tablePath, id).text(), id, line);
+  CStoredFields fields;
+  return LoadRecord(id, false, fields);
 }
 
-// path is relative to directory, as ReadFirstLine takes it.  On kOk line holds
-// the fields as they are stored, each with a NUL for its separator.
-int CTable::LoadRecord(int directory, const char* path, const char* id,
-                       CTextBuffer& line) {
-  const std::size_t fields = m_columns.empty() ? 0 : m_columns.size() - 1;
-  FirstLine result = FirstLine::kUnreadable;
-  if (NamesRecord(id)) result = ReadFirstLine(directory, path, fields, line);
-  switch (result) {
-    case FirstLine::kUnreadable:
-      return KIVDB_FAIL(kRecordUnreadable, "failed to open record file: %s",
-                        CPath(m_tablePath, id).text());
-    case FirstLine::kNoMemory:
-      return kNoMemory;
-    case FirstLine::kRead:
-      break;
-  }
-  if (line.size() == 0) {
-    return KIVDB_FAIL(kBadRecord, "record length is 0, error");
-  }
-  return SetValues(id, line.data());
+// Makes the record current; isAtCursor: it is an entry that the cursor of this
+// table's directory has delivered, and is opened from there.  On kOk every
+// field was taken.  Lack of memory for the line has no log line.
+int CTable::LoadRecord(const char* id, bool isAtCursor, CStoredFields& fields) {
+  const std::size_t count = m_columns.empty() ? 0 : m_columns.size() - 1;
+  const auto read = [&] {
+    if (isAtCursor) {
+      return fields.Read(m_dirIterator.Descriptor(), id, count);
+    }
+    return fields.Read(AT_FDCWD, CPath(m_tablePath, id).text(), count);
+  };
+  return NoThrow(
+      [&]() -> int {
+        if (!NamesRecord(m_tablePath, id) || read() != ReadResult::kRead) {
+          return KIVDB_FAIL(kRecordUnreadable, "failed to open record file: %s",
+                            CPath(m_tablePath, id).text());
+        }
+        if (fields.IsEmpty()) {
+          return KIVDB_FAIL(kBadRecord, "record length is 0, error");
+        }
+        return SetValues(id, fields);
+      },
+      []() -> int { return kNoMemory; });
 }
 
-// Cuts the fields apart where they stand.
-int CTable::SetValues(const char* id, char* fields) {
+int CTable::SetValues(const char* id, CStoredFields& fields) {
   std::size_t count = 0;
   for (CColumn* column : m_columns) {
     const char* value = id;
     char unescaped[kValueSize];
     if (count > 0) {
-      const char* field = StringGetNextA(&fields, '|');
+      const char* field = fields.Take();
       if (field == nullptr) break;
-      value = StringUnescapeA(field, unescaped, sizeof(unescaped));
+      StringUnescapeA(field, unescaped, sizeof(unescaped));
+      value = unescaped;
     }
     const int status = column->SetData(value);
     if (status != kOk) return status;

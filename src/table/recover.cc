@@ -19,14 +19,14 @@ int CTable::clear() {
 // failure is the result for a directory that cannot be read.  What cannot be
 // unlinked, such as a directory, stays without notice.
 int CTable::RemoveEntries(bool (*isChosen)(const char* name), int failure) {
-  if (!HasMutex()) return kInvalid;
+  if (!RequireMutex()) return kInvalid;
   if (!OpenCursor()) return failure;
   return WithLock(m_mutex, [&]() -> int {
-    const Walk walk = WalkEntries(m_dirIterator, [&](const char* name) {
+    const WalkResult walk = WalkEntries(m_dirIterator, [&](const char* name) {
       if (isChosen(name)) unlinkat(m_dirIterator.Descriptor(), name, 0);
       return true;
     });
-    return walk == Walk::kEnd ? kOk : failure;
+    return walk == WalkResult::kEnd ? kOk : failure;
   });
 }
 

@@ -1,4 +1,4 @@
-// The mutex that a table and its copies share.
+// A mutex with a count of its users behind it.
 
 #include "table/shared_mutex.h"
 

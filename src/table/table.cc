@@ -1,4 +1,4 @@
-// The table object and its schema.
+// Construction, copies, opening and schemas.
 
 #include <cxxabi.h>
 #include <fcntl.h>
@@ -15,15 +15,19 @@
 #include "core/first_line.h"
 #include "core/log.h"
 #include "core/no_throw.h"
+#include "core/null_text.h"
 #include "core/path.h"
-#include "core/text.h"
 #include "table/shared_mutex.h"
 #include "zel.h"
 
 namespace KivDB {
 
 CTable::CTable()
-    : m_tablePath{}, m_schemaPath{}, m_mutex(nullptr), m_ownMutex(false) {}
+    : m_tablePath{},
+      m_schemaPath{},
+      m_mutex(nullptr),
+      m_ownMutex(false),
+      m_cursorIsOwn(false) {}
 
 // Delegation makes the table whole first, so that its destructor frees what a
 // throw below leaves.
@@ -38,9 +42,9 @@ CTable::CTable(const CTable& other) : CTable() { Assign(other); }
 
 CTable& CTable::operator=(const CTable& other) {
   if (this == &other) return *this;
-  NoThrow(0, [&] {
+  NoThrow([&]() -> int {
     Assign(other);
-    return 0;
+    return kOk;
   });
   return *this;
 }
@@ -66,8 +70,7 @@ void CTable::Assign(const CTable& other) {
   DeleteColumns();
   for (auto& copy : copies) columns.push_back(copy.release());
   m_columns.swap(columns);
-  zelstrcpy(m_tablePath, other.m_tablePath, kPathBound);
-  zelstrcpy(m_schemaPath, other.m_schemaPath, kPathBound);
+  SetPaths(other.m_tablePath, other.m_schemaPath);
   pthread_mutex_t* old = m_mutex;
   m_mutex = ShareMutex(other.m_mutex);
   m_ownMutex = false;
@@ -81,7 +84,8 @@ void CTable::DeleteColumns() {
 
 const char* CTable::name() const { return m_name.c_str(); }
 
-bool CTable::HasMutex() const {
+// False, with its line, when there is none.
+bool CTable::RequireMutex() const {
   if (m_mutex != nullptr) return true;
   KIVDB_ERROR(kInvalid, "Thread lock is not acquired, cannot proceed!");
   return false;
@@ -90,23 +94,27 @@ bool CTable::HasMutex() const {
 // A name that cannot be that of a table leaves the table path empty, which no
 // later operation can open.
 bool CTable::BuildPaths() {
+  const char* root = m_dbPath.c_str();
   const char* name = m_name.c_str();
-  const CPath schema(m_dbPath.c_str(), kSchemaDirectory, name);
-  const CPath table(m_dbPath.c_str(), kDataDirectory, name);
   const bool isTable = IsPathComponent(name);
-  zelstrcpy(m_schemaPath, schema.text(), kPathBound);
-  zelstrcpy(m_tablePath, isTable ? table.text() : "", kPathBound);
+  SetPaths(isTable ? CPath(root, kDataDirectory, name).text() : "",
+           CPath(root, kSchemaDirectory, name).text());
   return isTable;
 }
 
+// A cursor goes on with its names, but no longer shows where their files are.
+void CTable::SetPaths(const char* table, const char* schema) {
+  if (std::strcmp(m_tablePath, table) != 0) m_cursorIsOwn = false;
+  zelstrcpy(m_tablePath, table, kPathBound);
+  zelstrcpy(m_schemaPath, schema, kPathBound);
+}
+
 int CTable::Open() {
-  if (!HasMutex()) return kInvalid;
-  return WithLock(m_mutex, [this]() -> int {
-    if (!BuildPaths() || zel_access(m_schemaPath, F_OK) != 0) {
-      return KIVDB_FAIL(kNoSchema, "no such file [%s]", m_schemaPath);
-    }
-    return LoadSchemaGuarded();
-  });
+  if (!RequireMutex()) return kInvalid;
+  if (!BuildPaths() || zel_access(m_schemaPath, F_OK) != 0) {
+    return KIVDB_FAIL(kNoSchema, "no such file [%s]", m_schemaPath);
+  }
+  return WithLock(m_mutex, [this] { return LoadSchemaGuarded(); });
 }
 
 // The unwinding of a cancelled thread has no object for the reference to name.
@@ -125,7 +133,7 @@ __attribute__((no_sanitize("null"))) int CTable::LoadSchemaGuarded() {
 }
 
 int CTable::Open(const char* name) {
-  const int status = NoThrow<int>(kNoMemory, [&] {
+  const int status = NoThrow([&]() -> int {
     m_name = TextOrEmpty(name);
     return kOk;
   });
@@ -133,39 +141,38 @@ int CTable::Open(const char* name) {
 }
 
 int CTable::readSchema(const char* path) {
-  return NoThrow<int>(kNoMemory, [&] { return LoadSchema(TextOrEmpty(path)); });
+  return NoThrow([&] { return LoadSchema(TextOrEmpty(path)); });
 }
 
+// Throws std::bad_alloc with the columns so far, but not for the line.
 int CTable::LoadSchema(const char* path) {
   DeleteColumns();
   CTextBuffer line;
-  switch (
-      ReadFirstLine(AT_FDCWD, path, std::numeric_limits<size_t>::max(), line)) {
-    case FirstLine::kUnreadable:
-      return KIVDB_FAIL(kSchemaUnreadable, "failed to open schema file: %s",
-                        path);
-    case FirstLine::kNoMemory:
-      return KIVDB_FAIL(kNoMemory, "no memory");
-    case FirstLine::kRead:
-      break;
-  }
+  const int status = NoThrow([&]() -> int {
+    constexpr std::size_t kWhole = std::numeric_limits<std::size_t>::max();
+    if (ReadFirstLine(AT_FDCWD, path, kWhole, line) == ReadResult::kRead) {
+      return kOk;
+    }
+    return KIVDB_FAIL(kSchemaUnreadable, "failed to open schema file: %s",
+                      path);
+  });
+  if (status != kOk) return status;
   if (line.size() == 0) {
     KIVDB_INFO(kEmptySchema, "schema length is 0");
     return kEmptySchema;
   }
-  char* specs = line.data();
-  while (const char* spec = StringGetNextA(&specs, '|')) {
+  AddColumns(line.data());
+  return kOk;
+}
+
+// Up to the first malformed spec.  Throws std::bad_alloc.
+void CTable::AddColumns(char* specs) {
+  while (const char* spec = StringGetNextA(&specs, kSeparator)) {
     auto column = std::make_unique<CColumn>();
-    const int status = column->SetInfo(spec);
-    if (status == kNoMemory) {
-      DeleteColumns();
-      return status;
-    }
-    if (status != kOk) break;
+    if (column->ParseSpec(spec) != kOk) break;
     m_columns.push_back(column.get());
     static_cast<void>(column.release());
   }
-  return kOk;
 }
 
 }  // namespace KivDB

@@ -1,28 +1,9 @@
-// Small helpers on NUL-terminated texts.
+// Record ids: numbers of 32 bits that begin the names of entries.
 
-#ifndef CORE_TEXT_H_
-#define CORE_TEXT_H_
-
-#include <kivdb/column.h>
-
-#include <cstddef>
+#ifndef CORE_RECORD_ID_H_
+#define CORE_RECORD_ID_H_
 
 namespace KivDB {
-
-// A stored value, unescaped, and a field of a record text, both with their NUL.
-constexpr std::size_t kValueSize = 2048;
-
-inline const char* TextOrEmpty(const char* text) {
-  return text != nullptr ? text : "";
-}
-
-// The column's value; a column without one reads as the empty text.
-inline const char* ValueOf(const CColumn& column) {
-  return TextOrEmpty(column.data());
-}
-
-// Whether the text names an entry of a directory and cannot lead out of it.
-bool IsPathComponent(const char* name);
 
 // The decimal number at the start of the text, 0 when there is none, as an
 // unsigned 32-bit record id: parsed as atol does, with blanks and a sign.
@@ -44,4 +25,4 @@ inline unsigned int LeadingId(const char* text) {
 
 }  // namespace KivDB
 
-#endif  // CORE_TEXT_H_
+#endif  // CORE_RECORD_ID_H_
