@@ -179,7 +179,7 @@ void Run(CKivDatabase& database, const char* creationFile, const char* root) {
   DeleteService(services, "1");
   DeleteService(services, "3");
   DropSizes(database);
-  std::printf("Removing what a crash may have left in any table\n");
+  std::printf("Removing marker entries from every table\n");
   Check(database.recover(), "recovering the database");
   std::printf("The services that remain: %i\n", services.records());
   PrintRecords(services, nullptr);

@@ -13,10 +13,16 @@ results=$project/build/$preset/results.xml
 configure "$preset" "${@:2}"
 build "$preset" all
 
+# The tests' directories go even when a test was killed.
+export TMPDIR=$project/build/$preset/tmp
+rm -rf "$results" "$TMPDIR"
+mkdir "$TMPDIR"
+
 status=0
-rm -f "$results"
 ctest --test-dir "$project/build/$preset" --parallel "$(nproc)" --timeout 120 \
   --no-tests=error --output-on-failure --output-junit "$results" || status=$?
+
+rm -rf "$TMPDIR"
 
 # count NAME: a number that ctest tells of its test suite.
 count() {

@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 
 #include <climits>
-#include <thread>
 
 #include "test_util.h"
 
@@ -36,7 +35,7 @@ TEST_F(TableTest, StoresTheFieldsOfARecordText) {
   }
   EXPECT_EQ(kInvalid, m_table.addRecord(nullptr, nullptr, 0));
   EXPECT_EQ("-1 0 10 11 13 7 8 ", List("."));
-  EXPECT_EQ(static_cast<fs::perms>(0640), fs::status("7").permissions());
+  EXPECT_EQ("640", Mode("7"));
 }
 
 TEST_F(TableTest, AllocatesTheIdAfterTheHighest) {
@@ -98,20 +97,6 @@ TEST_F(TableTest, RefusesAPathThatIsTooLong) {
     EXPECT_EQ(fits ? 1 : 0, table.records());
   }
   EXPECT_EQ("E20 Error occur when saving record!\n", Log());
-}
-
-TEST_F(TableTest, ThreadsNeverGetTheSameId) {
-  std::vector<std::thread> threads(4);
-  for (auto& thread : threads) {
-    thread = std::thread([this] {
-      for (int id, i = 0; i < 25; ++i) {
-        EXPECT_EQ(kOk, m_table.addRecord("alpha,1", &id, 0));
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(100, m_table.records());
-  EXPECT_EQ(100U, m_table.get_max_id());
 }
 
 }  // namespace KivDB

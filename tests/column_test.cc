@@ -9,7 +9,8 @@ TEST(Column, TakesNameAndTypeFromASpec) {
       {"port[int]", kOk, "port"},    {"size[bigint]xyz", kOk, "size"},
       {"note[varchar", kOk, "note"}, {"a]b[int][x]", kOk, "a]b"},
       {" a [int]", kOk, " a "},      {"a[ int]", kUnknownType, "a"},
-      {"a[INT]", kUnknownType, "a"}, {"plain", kNoType, "old"}};
+      {"a[INT]", kUnknownType, "a"}, {"a[int4]", kUnknownType, "a"},
+      {"a[in]", kUnknownType, "a"},  {"plain", kNoType, "old"}};
   for (const Case& c : kSpecs) {
     CColumn column("old");
     EXPECT_EQ(kNoType, column.SetInfo(nullptr));
@@ -22,6 +23,8 @@ TEST(Column, ReadsValuesAsIntegers) {
   const std::tuple<const char*, int, int, long> kValues[] = {
       {"", kOk, 0, 0},
       {" -7", kOk, -7, -7},
+      {"010", kOk, 10, 10},
+      {"0x10", kInvalid, 0, 0},
       {"5 ", kInvalid, 5, 5},
       {"abc", kInvalid, 0, 0},
       {"9000000000", kOk, 410065408, 9000000000},
@@ -46,6 +49,8 @@ TEST(Column, KeepsItsOwnCopyOfAValue) {
   EXPECT_STREQ("", CColumn(column).data());
   EXPECT_EQ(kOk, column.SetData("alpha"));
   const CColumn copy(column);
+  EXPECT_EQ(kOk, column.SetData(column.data()));
+  EXPECT_STREQ("alpha", column.data());
   EXPECT_EQ(kOk, column.SetData(column.data() + 2));  // of its own value
   EXPECT_STREQ("pha", column.data());
   char text[4] = "old";
@@ -56,6 +61,18 @@ TEST(Column, KeepsItsOwnCopyOfAValue) {
   EXPECT_EQ(kOk, column.SetData(nullptr));
   EXPECT_STREQ("", column.data());
   EXPECT_FALSE(column.isPrimaryKey());
+}
+
+// Around the sizes at which a value gets more room.
+TEST(Column, HoldsValuesOfAnySize) {
+  CColumn column;
+  std::string value;
+  for (const std::size_t size : {255U, 256U, 511U, 512U, 513U, 100U, 5000U}) {
+    value.assign(size, static_cast<char>('a' + size % 26));
+    EXPECT_EQ(kOk, column.SetData(value.c_str()));
+    EXPECT_EQ(value, column.data());
+    EXPECT_EQ(value, CColumn(column).data());
+  }
 }
 
 TEST(Utils, RemoveBlanks) {

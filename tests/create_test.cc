@@ -26,12 +26,21 @@ TEST_F(CreateTest, MakesTablesAndTheirFirstRecords) {
   EXPECT_EQ("1 5 ", List("kiv/database/hosts"));
   EXPECT_EQ("127.0.0.1|80|", Get("kiv/database/hosts/1"));
   EXPECT_EQ("v1.0--5--5|2|", Get("kiv/database/hosts/5"));
-  EXPECT_EQ(static_cast<fs::perms>(0700), fs::status("kiv").permissions());
+  for (const char* tree : {"kiv", "kiv/schema", "kiv/database"}) {
+    EXPECT_EQ("700", Mode(tree)) << tree;
+  }
+  EXPECT_EQ("775", Mode("kiv/database/hosts"));
+  EXPECT_EQ("666", Mode("kiv/schema/hosts"));
+  EXPECT_EQ("640", Mode("kiv/database/hosts/1"));
   EXPECT_EQ(nullptr, m_database.GetTable("hosts")) << "created on disk only";
   EXPECT_EQ(kOk, Create("[first]\n[t]\nschema = id[int]|x[int]\n"
                         "rec_1 = 1,{{$kivid}}{{$kivhost}}\n",
                         0, "h"));
   EXPECT_EQ("1h|", Get("kiv/database/t/1"));
+  EXPECT_EQ(kOk, Create("[first]\n[t]\nschema = id[int]|x[int]\n"
+                        "rec_1 = 1,{{$kivhost}}\n",
+                        0, "{{$kivid}}{{$kivversion}}"));
+  EXPECT_EQ("{{$kivid}}1.0|", Get("kiv/database/t/1")) << "one after another";
 }
 
 TEST_F(CreateTest, StopsAtTheFirstBadSectionAndKeepsTheTablesBefore) {

@@ -6,6 +6,12 @@
 
 namespace KivDB {
 
+std::string Fingerprint(const std::string& text) {
+  char out[65];
+  FingerprintFromData(text.data(), text.size(), out, sizeof(out), 3);
+  return out;
+}
+
 TEST_F(DatabaseTest, OpensTheTablesOfItsRoot) {
   Put("kiv/schema/new", "id[int]");
   EXPECT_EQ(kOk, m_database.open());
@@ -42,8 +48,36 @@ TEST_F(DatabaseTest, TakesItsRootFromTheConfiguration) {
       "E20 can't find StorageDatabase Path from [none]\nE20 invalid "
       "parameter\n",
       Log());
+  Put("ini2", "[StorageDatabase]\nPath =");
+  ConfigClass empty("ini2");
+  EXPECT_EQ(kInvalid, fresh.open(&empty));
+  EXPECT_EQ("E20 can't find StorageDatabase Path from [ini2]\n", Log());
   EXPECT_EQ(kOk, fresh.open(&config));
   EXPECT_NE(nullptr, fresh.GetTable("a"));
+}
+
+TEST_F(DatabaseTest, KeepsWhatAFailedOpeningFoundForTheSameRootOnly) {
+  Put("A/kiv/schema/good", "id[int]");
+  Put("A/kiv/schema/zzz", "");
+  Put("B/kiv/schema/own", "id[int]");
+  Put("A/kiv/database/good/1", "x");
+  Put("ini", "[StorageDatabase]\nPath = B");
+  ConfigClass config("ini");
+  for (const bool isConfigured : {true, false}) {
+    CKivDatabase fresh;
+    ASSERT_EQ(kEmptySchema, fresh.open("A"));
+    fresh.AddTable("good", "id(int)");  // where the bad one came first
+    const CTable* good = fresh.GetTable("good");
+    ASSERT_NE(nullptr, good);
+    EXPECT_EQ(kEmptySchema, fresh.open("A"));
+    EXPECT_EQ(good, fresh.GetTable("good"));
+    EXPECT_EQ(kOk, isConfigured ? fresh.open(&config) : fresh.open("B"));
+    EXPECT_EQ(nullptr, fresh.GetTable("good"));
+    EXPECT_NE(nullptr, fresh.GetTable("own"));
+    EXPECT_EQ(kOk, fresh.open("A")) << "it was open";
+    EXPECT_NE(nullptr, fresh.GetTable("own"));
+  }
+  EXPECT_EQ("x", Get("A/kiv/database/good/1"));
 }
 
 TEST_F(DatabaseTest, HasOneInstance) {
@@ -79,6 +113,9 @@ TEST_F(DatabaseTest, AddsATableFromADescription) {
     EXPECT_EQ(c.out, file.substr(0, file.find('\n')));
     EXPECT_EQ(c.out != "(none)", fs::exists("kiv/database/" + name));
   }
+  EXPECT_EQ("id[int]|x[int]\n" + Fingerprint("id[int]|x[int]"),
+            Get("kiv/schema/a"));
+  EXPECT_EQ("666 775", Mode("kiv/schema/a") + " " + Mode("kiv/database/a"));
   EXPECT_EQ(kInvalid, m_database.AddTable("d", nullptr));
   EXPECT_EQ(kInvalid, m_database.AddTable("a", "("));
   EXPECT_EQ("E20 invalid parameter\nE20 table [a] already exist\n", Log());

@@ -10,8 +10,9 @@ TEST_F(RootTest, PrintsTheRecordsThatItLeaves) {
   std::string accounts;
   for (const char* run : {"first", "second"}) {
     SCOPED_TRACE(run);
-    FILE* pipe = popen(
-        KIVDB_HOST_PROGRAM " " KIVDB_EXAMPLES_DIR "/appliance.ini . 2>&1", "r");
+    FILE* pipe = popen("'" KIVDB_HOST_PROGRAM "' '" KIVDB_EXAMPLES_DIR
+                       "/appliance.ini' . 2>&1",
+                       "r");
     std::string output;
     for (int c = fgetc(pipe); c != EOF; c = fgetc(pipe)) {
       output += static_cast<char>(c);

@@ -1,6 +1,7 @@
 // Listing, conditions, lookups by id, and walks that look at names only.
 
 #include <algorithm>
+#include <functional>
 
 #include "test_util.h"
 
@@ -33,10 +34,10 @@ TEST_F(TableTest, MatchesConditions) {
     EXPECT_TRUE(m_table.MatchColumn(met)) << met;
     EXPECT_EQ(kOk, m_table.ListRecordsStart(met)) << met;
   }
-  // std::multiset<std::string> are compared, not numbers, and some pair must
-  // hold.
-  for (const char* unmet : {"id=2,name=alpha", "id=02", "name=be ta",
-                            "size=7=", "other=2", ",id=2", ""}) {
+  // Whole texts are compared, not numbers, and some pair must hold.
+  for (const char* unmet :
+       {"id=2,name=alpha", "id=02", "name=be ta", "name=bet", "name=betas",
+        "nam=beta", "size=7=", "other=2", ",id=2", ""}) {
     EXPECT_FALSE(m_table.MatchColumn(unmet)) << unmet;
     EXPECT_EQ(kNoRecord, m_table.ListRecordsStart(unmet)) << unmet;
   }
@@ -84,11 +85,48 @@ TEST_F(TableTest, LooksUpRecordsAndTheirValues) {
       Log());
 }
 
+// Its condition has 254 bytes, "id=" among them.
+TEST_F(TableTest, LooksUpNoLongerIdsThanItsConditionHolds) {
+  std::vector<CColumn*> columns;
+  for (const std::size_t length : {251U, 252U}) {
+    const std::string id(length, '7');
+    Put(id, "alpha|1|");
+    EXPECT_EQ(length == 251 ? kOk : kNoRecord,
+              m_table.GetRecord(id.c_str(), columns));
+    EXPECT_EQ(kOk, m_table.readRecord(id.c_str()));
+    fs::remove(id);
+  }
+}
+
+// The cursor keeps its names; the records are those of the table as it is now.
+TEST_F(TableTest, ReadsTheNewTableInAnOldListing) {
+  Put("../../schema/other", "id[int]|name[varchar]|size[bigint]");
+  for (const char* id : {"1", "2"}) {
+    Put(id, "old|1|");
+    Put(std::string("../other/") + id, "new|2|");
+  }
+  CTable other(m_root.c_str(), "other");
+  ASSERT_EQ(kOk, other.Open());
+  const std::function<void()> changes[] = {[&] { m_table.Open(); },
+                                           [&] { m_table.Open("other"); },
+                                           [&] { m_table = other; }};
+  for (const auto& change : changes) {
+    ASSERT_EQ(kOk, m_table.Open("hosts"));
+    ASSERT_EQ(kOk, m_table.ListRecordsStart(nullptr));
+    change();
+    EXPECT_EQ(kOk, m_table.ListRecordsNext(nullptr));
+    EXPECT_STREQ(m_table.name() == std::string("other") ? "new" : "old",
+                 m_table.getcolumn("name")->data());
+    EXPECT_EQ(kNoRecord, m_table.ListRecordsNext(nullptr));
+  }
+}
+
 TEST_F(TableTest, CountsEntriesAndFindsTheHighestId) {
   const std::tuple<const char*, int, unsigned> kSteps[] = {
-      {"x", 1, 0},       {"3", 2, 3},           {"12.tmp", 3, 12},
-      {"99.ADD", 3, 12}, {"a.UPDATE.b", 3, 12}, {"99.add", 4, 99},
-      {"007", 5, 99},    {"4294967296", 6, 99}, {"-1", 7, 4294967295}};
+      {"x", 1, 0},         {"3", 2, 3},           {"12.tmp", 3, 12},
+      {"99.ADD", 3, 12},   {"a.UPDATE.b", 3, 12}, {"99.add", 4, 99},
+      {"007", 5, 99},      {"4294967296", 6, 99}, {"100ADD", 7, 100},
+      {"9UPDATE", 8, 100}, {"-1", 9, 4294967295}};
   EXPECT_EQ(0, m_table.records());
   for (const auto& [added, count, highest] : kSteps) {
     Put(added, "");

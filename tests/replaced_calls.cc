@@ -1,5 +1,5 @@
-// Calls of the system that a test replaces in its program. The dynamic linker
-// takes them before the real ones, to which they forward.
+// The dynamic linker takes the calls of this file before the real ones, to
+// which they forward.
 //
 // They run before a sanitizer is ready, and so are compiled without any.
 
@@ -17,6 +17,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+
+#include "zel.h"
 
 using KivDB::Action;
 using KivDB::plan;
@@ -41,8 +43,27 @@ bool Enter(const char* call) {
   if (plan.failing == nullptr || std::strcmp(plan.failing, call) != 0) {
     return false;
   }
+  if (plan.pass-- > 0 || plan.fails-- <= 0) return false;
   errno = plan.error;
   return true;
+}
+
+// Notes what the call works on; texts tell nothing.
+void Watch(const char* /*path*/) {}
+void Watch(int fd) {
+  if (fd > STDERR_FILENO && (fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0) {
+    ++plan.inherited;
+  }
+}
+void Watch(DIR* directory) { Watch(dirfd(directory)); }
+
+void WatchSync(int fd) {
+  char link[32];
+  snprintf(link, sizeof(link), "/proc/self/fd/%i", fd);
+  const std::size_t used = std::strlen(plan.synced);
+  const ssize_t length =
+      readlink(link, plan.synced + used, sizeof(plan.synced) - used - 2);
+  if (length > 0) plan.synced[used + static_cast<std::size_t>(length)] = '\n';
 }
 
 // Behind the call, so that what it made may be lost.
@@ -65,6 +86,7 @@ Function* Real(const char* name) {
 #define REPLACE(result, call, parameters, arguments, failure, isPlain) \
   result call parameters noexcept(isPlain) {                           \
     if (Enter(#call)) return failure;                                  \
+    Watch(a);                                                          \
     result got = Real<result parameters>(#call) arguments;             \
     if (!(isPlain)) Leave();                                           \
     return got;                                                        \
@@ -75,13 +97,35 @@ extern "C" {
 REPLACE(ssize_t, read, (int a, void* b, size_t c), (a, b, c), -1, false)
 REPLACE(ssize_t, write, (int a, const void* b, size_t c), (a, b, c), -1, false)
 REPLACE(int, close, (int a), (a), -1, false)
-REPLACE(int, fsync, (int a), (a), -1, false)
 REPLACE(DIR*, opendir, (const char* a), (a), nullptr, false)
 REPLACE(int, closedir, (DIR * a), (a), -1, false)
 REPLACE(dirent*, readdir, (DIR * a), (a), nullptr, false)
 REPLACE(int, rename, (const char* a, const char* b), (a, b), -1, true)
 REPLACE(int, unlink, (const char* a), (a), -1, true)
 REPLACE(int, unlinkat, (int a, const char* b, int c), (a, b, c), -1, true)
+
+int fsync(int fd) {
+  if (Enter("fsync")) return -1;
+  if (plan.action == Action::kNone) WatchSync(fd);
+  const int got = Real<int(int)>("fsync")(fd);
+  Leave();
+  return got;
+}
+
+// What it gives is the plan's error, and one more at every call.
+int InifileGetValueA(const char* section, const char* key, char* out,
+                     unsigned int size, const char* fallback,
+                     const char* inifile) {
+  if (Enter("ini")) return plan.error++;
+  return Real<decltype(InifileGetValueA)>("InifileGetValueA")(
+      section, key, out, size, fallback, inifile);
+}
+
+// Only the buffer is promised.
+char* StringUnescapeA(const char* input, char* output, size_t capacity) {
+  Real<decltype(StringUnescapeA)>("StringUnescapeA")(input, output, capacity);
+  return nullptr;
+}
 
 int openat(int directory, const char* path, int flags, ...) {
   va_list rest;

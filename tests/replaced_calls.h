@@ -1,7 +1,9 @@
-// Calls of the system that a test replaces in its program.
+// Calls of the system and the platform that a test replaces in its program.
 
 #ifndef TESTS_REPLACED_CALLS_H_
 #define TESTS_REPLACED_CALLS_H_
+
+#include <climits>
 
 namespace KivDB {
 
@@ -10,12 +12,31 @@ enum class Action { kNone, kCancel, kExit, kFailMemory };
 // What the replaced calls of this thread do.
 struct Plan {
   const char* failing = nullptr;  // the call that fails; null: none
-  int error = 0;                  // with this error
+  int error = 0;                  // with this error, or giving this
+  int pass = 0;                   // after so many that do not
+  int fails = INT_MAX;            // so many times
   Action action = Action::kNone;  // taken from the call with this number on
   int at = 0;
-  int calls = 0;  // so far
+  int calls = 0;           // so far
+  int inherited = 0;       // calls with a descriptor that exec would keep open
+  char synced[8192] = {};  // what was forced to disk, a line each
 };
 inline thread_local Plan plan;
+
+inline void Fail(const char* call, int error, int pass = 0,
+                 int fails = INT_MAX) {
+  plan = Plan();
+  plan.failing = call;
+  plan.error = error;
+  plan.pass = pass;
+  plan.fails = fails;
+}
+
+inline void StopAt(Action action, int at) {
+  plan = Plan();
+  plan.action = action;
+  plan.at = at;
+}
 
 }  // namespace KivDB
 

@@ -39,8 +39,14 @@ TEST_F(TableTest, RefusesWhatIsNoTable) {
     EXPECT_EQ("E3 no such file [%/kiv/schema/" + name + "]\n", Log());
     EXPECT_EQ(name, m_table.name());
     EXPECT_NE(nullptr, m_table.getcolumn("id")) << "columns stay";
+    EXPECT_EQ(-1, m_table.records()) << "no way out of the data directory";
+    EXPECT_EQ(kInvalid, m_table.addRecord("5,x,1", nullptr, 0));
+    const std::string log = Log();
+    EXPECT_EQ(log.npos, log.find("remove")) << log;
+    EXPECT_EQ(
+        "E20 Error occur when saving record!\n",
+        name == "missing" ? log.substr(log.rfind('E', log.size() - 36)) : log);
   }
-  EXPECT_EQ(-1, m_table.records()) << "no way out of the data directory";
   EXPECT_EQ(kEmptySchema, m_table.readSchema("."));
   EXPECT_EQ(kSchemaUnreadable, m_table.readSchema("none"));
   EXPECT_EQ(nullptr, m_table.getcolumn("id"));
@@ -50,18 +56,39 @@ TEST_F(TableTest, RefusesWhatIsNoTable) {
 
 TEST_F(TableTest, WithoutAMutexRefusesToWork) {
   CTable none;
-  // No status is higher.
-  EXPECT_EQ(7 * kInvalid, none.Open() + none.ListRecordsNext(nullptr) +
-                              none.addRecord("1,a,2", nullptr, 0) +
-                              none.updateRecord("1", "a=2") +
-                              none.deleteRecord("1") + none.recover() +
-                              none.clear());
+  int id = 0;
+  EXPECT_EQ(kInvalid, none.Open());
+  EXPECT_EQ(kInvalid, none.ListRecordsNext(nullptr));
+  EXPECT_EQ(kInvalid, none.addRecord("1,a,2", nullptr, 0));
+  EXPECT_EQ(kInvalid, none.addRecord("a,2", &id, 0));
+  EXPECT_EQ(kInvalid, none.updateRecord("1", "a=2"));
+  EXPECT_EQ(kInvalid, none.deleteRecord("1"));
+  EXPECT_EQ(kInvalid, none.recover());
+  EXPECT_EQ(kInvalid, none.clear());
   EXPECT_EQ(-1, none.records());
   EXPECT_FALSE(none.IsDir(nullptr, ""));
   const std::string log = Log();
-  EXPECT_EQ(9, std::count(log.begin(), log.end(), '\n'));
+  EXPECT_EQ(10, std::count(log.begin(), log.end(), '\n'));
   EXPECT_EQ(0U, log.find("E20 Thread lock is not acquired, cannot proceed!\n"));
   EXPECT_EQ(kRecordUnreadable, none.readRecord("etc"));
+  EXPECT_EQ(kNotFound, none.ListRecordsStart(nullptr)) << "no directory";
+}
+
+// Its paths are not built; the one of the record to add is.
+TEST_F(TableTest, SavesBelowTheTableThatWasNotOpened) {
+  Put("7", "alpha|1|");
+  CTable unopened(m_root.c_str(), "hosts");
+  int id = 99;
+  EXPECT_EQ(kSyntax, unopened.addRecord("8,x,1", nullptr, 0));
+  ASSERT_EQ(kOk, unopened.readSchema("../../schema/hosts"));
+  EXPECT_EQ(kOk, unopened.addRecord("8,x,1", nullptr, 0));
+  EXPECT_EQ("x|1|", Get("8"));
+  EXPECT_EQ(kInvalid, unopened.addRecord("x,1", &id, 0));
+  EXPECT_EQ(kRecordUnreadable, unopened.readRecord("7"));
+  EXPECT_EQ(kNotFound, unopened.updateRecord("7", "size=2"));
+  EXPECT_EQ(kOk, unopened.deleteRecord("7"));
+  EXPECT_EQ("7 8 ", List("."));
+  EXPECT_EQ(99, id);
 }
 
 TEST_F(TableTest, CopiesShareTheMutexAsLongAsTheyNeedIt) {
@@ -94,6 +121,8 @@ TEST_F(TableTest, ReadsARecordsFirstLine) {
       {"alpha|4096\nmore|x|", kOk, "7|alpha|4096|"},
       {"a\\x7cb\\n|\\q|", kOk, "7|a|b\n|\\q|"},
       {big + big + "|" + big, kOk, "7|" + cut + "|" + cut + "|"},
+      {cut + "|" + cut, kOk, "7|" + cut + "|" + cut + "|"},
+      {big.substr(0, 4092) + "|12345|", kOk, "7|" + cut + "|12345|"},
       {"alpha|", kBadRecord, "7|alpha|0|", bad},
       {"", kBadRecord, "1|old|0|", empty},
       {"\nalpha|1|", kBadRecord, "1|old|0|", empty}};
@@ -105,6 +134,12 @@ TEST_F(TableTest, ReadsARecordsFirstLine) {
     EXPECT_EQ(c.out, Values(m_table));
     EXPECT_EQ(c.log, Log());
   }
+}
+
+TEST_F(TableTest, LoadsASchemaThatIsAFifo) {
+  fs::remove("../../schema/hosts");
+  ASSERT_EQ(0, mkfifo("../../schema/hosts", 0600));
+  EXPECT_EQ(kEmptySchema, m_table.Open()) << "without waiting for a writer";
 }
 
 // None of them blocks, feeds the reader for ever, or leads outside.

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 #include <kivdb/kivdb.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -33,7 +34,8 @@ struct Case {
 
 // Makes a file and its directory.
 inline void Put(const std::string& file, const std::string& text) {
-  fs::create_directories(fs::absolute(file).parent_path());
+  const fs::path directory = fs::path(file).parent_path();
+  if (!directory.empty()) fs::create_directories(directory);
   std::ofstream(file) << text;
 }
 
@@ -42,6 +44,12 @@ inline std::string Get(const std::string& file) {
   std::ostringstream text;
   text << in.rdbuf();
   return in.is_open() ? text.str() : "(none)";
+}
+
+inline std::string Mode(const std::string& file) {
+  std::ostringstream text;
+  text << std::oct << static_cast<int>(fs::status(file).permissions());
+  return text.str();
 }
 
 // The names in a directory, sorted, each with a blank behind it.
@@ -56,22 +64,25 @@ inline std::string List(const std::string& directory) {
   return list;
 }
 
-// Makes an empty root for every test, which runs there, and removes it;
-// collects the log lines.
+// Makes an empty root below TMPDIR for every test, which runs there without a
+// umask, and removes it; collects the log lines.
 class RootTest : public testing::Test {
  protected:
   RootTest() {
     EXPECT_EQ(0, chdir(mkdtemp(m_root.data())));
-    ZelSetSink([](ZelLevel level, int code, const char* text) {
-      const std::string line = std::to_string(code) + " " + text + "\n";
-      const std::lock_guard<std::mutex> lock(mutex);
-      lines += "EIT"[static_cast<int>(level)] + line;
-    });
+    umask(0);
+    ZelSetSink(Collect);
   }
   ~RootTest() override {
     ZelSetSink(nullptr);
     fs::remove_all(m_root);
     Log();
+  }
+
+  static void Collect(ZelLevel level, int code, const char* text) {
+    const std::string line = std::to_string(code) + " " + text + "\n";
+    const std::lock_guard<std::mutex> lock(mutex);
+    lines += "EIT"[static_cast<int>(level)] + line;
   }
 
   // The lines since the last call, each as "E20 text" (or I, T) and a line
@@ -85,7 +96,7 @@ class RootTest : public testing::Test {
     return log;
   }
 
-  std::string m_root = "/tmp/kivdb_test.XXXXXX";
+  std::string m_root = fs::temp_directory_path() / "kivdb_test.XXXXXX";
 
  private:
   static inline std::mutex mutex;

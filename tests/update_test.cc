@@ -68,6 +68,14 @@ TEST_F(TableTest, WritesTheCurrentRecordAnywhere) {
   EXPECT_EQ(kSyntax, m_table.update_col(strdup("x=1")));
   EXPECT_EQ(kInvalid, m_table.update(nullptr));
   EXPECT_EQ(kInvalid, m_table.update("none/8"));
+
+  Put("7", "alpha|1|");
+  Put("../../schema/hosts", "none");
+  ASSERT_EQ(kOk, m_table.Open());
+  Log();
+  EXPECT_EQ(kSyntax, m_table.updateRecord("7", "")) << "without columns";
+  EXPECT_EQ("E11 record's syntax error \n", Log());
+  EXPECT_EQ("alpha|1|", Get("7"));
 }
 
 TEST_F(TableTest, DeletesOnlyTheRecordItself) {
@@ -84,12 +92,12 @@ TEST_F(TableTest, DeletesOnlyTheRecordItself) {
 }
 
 TEST_F(TableTest, RecoversAndClears) {
-  for (const char* id :
-       {"1", "3.ADD", "4.UPDATE", "5.tmp", ".ADD.x", "6.add", "sub.ADD/x"}) {
+  for (const char* id : {"1", "3.ADD", "4.UPDATE", "5.tmp", ".ADD.x", "6.add",
+                         "7ADD", "8UPDATE", "sub.ADD/x"}) {
     Put(id, "a|1|");
   }
   EXPECT_EQ(kOk, m_table.recover());
-  EXPECT_EQ("1 5.tmp 6.add sub.ADD ", List("."));
+  EXPECT_EQ("1 5.tmp 6.add 7ADD 8UPDATE sub.ADD ", List("."));
   EXPECT_EQ(kOk, m_table.clear());
   EXPECT_EQ("sub.ADD ", List("."));
   EXPECT_EQ(kNoRecord, m_table.ListRecordsNext(nullptr));

@@ -12,6 +12,7 @@
 using KivDB::Put;
 using ZelTest = KivDB::RootTest;
 using Texts = std::vector<std::string>;
+using Pair = std::pair<const char*, const char*>;
 
 // The value, and the result behind it where that is not the value's length.
 std::string Value(const char* path, const char* section, const char* key,
@@ -68,6 +69,37 @@ TEST(TextTest, ReplacesAndCopiesWithinBounds) {
   EXPECT_STREQ("xy", zelstrncpy(out, "xyz", 4, 2));
 }
 
+TEST(TextTest, Fingerprints) {
+  for (const auto& [text, expected] :
+       {Pair("", "cbf29ce484222325"), {"a", "af63dc4c8601ec8c"}}) {
+    char out[20];
+    EXPECT_EQ(16, FingerprintFromData(text, strlen(text), out, sizeof(out), 3));
+    EXPECT_STREQ(expected, out);
+    EXPECT_EQ(4, FingerprintFromData(text, strlen(text), out, 5, 3));
+    EXPECT_EQ(std::string(expected, 4), out);
+  }
+}
+
+TEST_F(ZelTest, WritesLinesToStandardError) {
+  ZelSetSink(nullptr);
+  const int kept = dup(STDERR_FILENO);
+  ASSERT_NE(nullptr, freopen("lines", "w", stderr));
+  ErrorA(20, "%s!", "no");
+  InfoA(0, "%i", 7);
+  __Trace("off");
+  ZelSetTrace(true);
+  __Trace("on");
+  ZelSetTrace(false);
+  ErrorA(-1, "%s", std::string(20000, 'x').c_str());
+  dup2(kept, STDERR_FILENO);
+  close(kept);
+  const std::string written = KivDB::Get("lines");
+  EXPECT_EQ("error 20: no!\ninfo 0: 7\ntrace: on\nerror -1: xxx",
+            written.substr(0, 47));
+  EXPECT_EQ(12288U, written.size() - written.find("error -1"));
+  EXPECT_EQ("x\n", written.substr(written.size() - 2));
+}
+
 TEST_F(ZelTest, ReadsIniValues) {
   const std::string text(70000, 'v');
   Put("ini",
@@ -83,6 +115,9 @@ TEST_F(ZelTest, ReadsIniValues) {
   for (const Texts& c : kCases) {
     EXPECT_EQ(c[2], Value("ini", c[0].c_str(), c[1].c_str())) << c[1];
   }
+  Put("marked", "\xef\xbb\xbf[a]\nk=v\n\xef\xbb\xbf[b]\nk=w");
+  EXPECT_EQ("v", Value("marked", "a", "k"));
+  EXPECT_EQ("none", Value("marked", "b", "k"));
   EXPECT_EQ(text, Value("ini", "b", "long", 70001));
   EXPECT_EQ("vvv:70000", Value("ini", "b", "long", 4));
   EXPECT_EQ(":4", Value("ini", "b", "none", 0));
