@@ -16,6 +16,7 @@ directory=${1:-$project/build/bench}
 series=$directory/series.tsv
 program=$project/build/release/bench/kivdb_bench
 
+need_tools release
 need /usr/include/benchmark/benchmark.h:libbenchmark-dev \
   /usr/include/sqlite3.h:libsqlite3-dev
 if [[ $mode == full ]]; then need gnuplot:gnuplot-nox; fi

@@ -7,6 +7,7 @@ set -euo pipefail
 # shellcheck source-path=SCRIPTDIR
 source "$(dirname "$0")/lib.sh"
 
+need_tools release
 echo "Building the example host"
 quietly configure release
 quietly build release kivdb_host

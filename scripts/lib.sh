@@ -41,13 +41,17 @@ need() {
     quietly "${sudo[@]}" apt-get "${install[@]}"
 }
 
-# configure PRESET [CMAKE_ARGUMENT ...]: sets up and configures build/PRESET.
-configure() {
-  local preset=$1
+# need_tools PRESET: what it takes to build a preset.
+need_tools() {
   local tools=(cmake:cmake make:make g++:g++
     /usr/include/gtest/gtest.h:libgtest-dev)
-  if [[ $preset == clang ]]; then tools+=(clang++:clang); fi
-  need "${tools[@]}" && (cd "$project" && cmake --preset "$@")
+  if [[ $1 == clang ]]; then tools+=(clang++:clang); fi
+  need "${tools[@]}"
+}
+
+# configure PRESET [CMAKE_ARGUMENT ...]: configures build/PRESET.
+configure() {
+  (cd "$project" && cmake --preset "$@")
 }
 
 # build PRESET TARGET: builds one target of a configured preset.

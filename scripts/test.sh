@@ -10,6 +10,7 @@ source "$(dirname "$0")/lib.sh"
 preset=${1:-release}
 results=$project/build/$preset/results.xml
 
+need_tools "$preset"
 configure "$preset" "${@:2}"
 build "$preset" all
 

@@ -6,6 +6,7 @@ set -euo pipefail
 # shellcheck source-path=SCRIPTDIR
 source "$(dirname "$0")/lib.sh"
 
+need_tools release
 need clang-tidy:clang-tidy
 quietly configure release
 database=$project/build/release
