@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <climits>
+#include <cstring>
 
 #include "test_util.h"
 
@@ -83,10 +84,7 @@ TEST_F(TableTest, SavesOnlyToAFileOfItsOwn) {
 // The longest path that leaves room for ".tmp", and one byte more.
 TEST_F(TableTest, RefusesAPathThatIsTooLong) {
   for (const std::size_t length : {4090U, 4091U}) {
-    std::string root = m_root;
-    const std::size_t end = length - std::string("/kiv/database/t/1").size();
-    while (root.size() + 200 < end) root += "/" + std::string(100, 'd');
-    root += "/" + std::string(end - root.size() - 1, 'd');
+    const std::string root = LongRoot(length - strlen("/kiv/database/t/1"));
     Put(root + "/kiv/schema/t", "id[int]|a[int]");
     fs::create_directories(root + "/kiv/database/t");
     CTable table(root.c_str(), "t");

@@ -58,21 +58,13 @@ TEST(Column, KeepsItsOwnCopyOfAValue) {
   EXPECT_STREQ("alp", text);
   EXPECT_EQ(kInvalid, copy.GetDataStr(text, 0));
   EXPECT_EQ(kInvalid, copy.GetDataStr(nullptr, 4));
-  EXPECT_EQ(kOk, column.SetData(nullptr));
-  EXPECT_STREQ("", column.data());
-  EXPECT_FALSE(column.isPrimaryKey());
-}
-
-// Around the sizes at which a value gets more room.
-TEST(Column, HoldsValuesOfAnySize) {
-  CColumn column;
-  std::string value;
-  for (const std::size_t size : {255U, 256U, 511U, 512U, 513U, 100U, 5000U}) {
-    value.assign(size, static_cast<char>('a' + size % 26));
-    EXPECT_EQ(kOk, column.SetData(value.c_str()));
-    EXPECT_EQ(value, column.data());
+  // Around the sizes at which a value gets more room.
+  for (const std::size_t size : {255U, 256U, 511U, 512U, 513U, 9U, 5000U, 0U}) {
+    const std::string value(size, 'x');
+    EXPECT_EQ(kOk, column.SetData(size == 0 ? nullptr : value.c_str()));
     EXPECT_EQ(value, CColumn(column).data());
   }
+  EXPECT_FALSE(column.isPrimaryKey());
 }
 
 TEST(Utils, RemoveBlanks) {
@@ -90,7 +82,6 @@ TEST(Utils, RemoveBlanks) {
 
 TEST_F(RootTest, DirIteratorWalksAndGoesBack) {
   Put("a/one", "");
-  Put("b/two", "");
   CDirIterator iterator("a");
   EXPECT_EQ(nullptr, iterator.read()) << "closed";
   EXPECT_EQ(0, iterator.tell());
@@ -100,7 +91,7 @@ TEST_F(RootTest, DirIteratorWalksAndGoesBack) {
   dirent* result = &entry;
   EXPECT_EQ(0, iterator.read(&entry, &result));
   EXPECT_EQ(&entry, result);
-  ASSERT_EQ(0, iterator.open("b"));
+  ASSERT_EQ(0, iterator.open("."));
   EXPECT_EQ(-1, iterator.open("missing"));
   ASSERT_EQ(0, iterator.open()) << "the constructor's path again";
   std::set<std::string> names;

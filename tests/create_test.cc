@@ -26,12 +26,12 @@ TEST_F(CreateTest, MakesTablesAndTheirFirstRecords) {
   EXPECT_EQ("1 5 ", List("kiv/database/hosts"));
   EXPECT_EQ("127.0.0.1|80|", Get("kiv/database/hosts/1"));
   EXPECT_EQ("v1.0--5--5|2|", Get("kiv/database/hosts/5"));
-  for (const char* tree : {"kiv", "kiv/schema", "kiv/database"}) {
-    EXPECT_EQ("700", Mode(tree)) << tree;
+  std::string modes;
+  for (const char* file : {"", "/schema", "/database", "/schema/hosts",
+                           "/database/hosts", "/database/hosts/1"}) {
+    modes += Mode(std::string("kiv") + file) + " ";
   }
-  EXPECT_EQ("775", Mode("kiv/database/hosts"));
-  EXPECT_EQ("666", Mode("kiv/schema/hosts"));
-  EXPECT_EQ("640", Mode("kiv/database/hosts/1"));
+  EXPECT_EQ("700 700 700 666 775 640 ", modes);
   EXPECT_EQ(nullptr, m_database.GetTable("hosts")) << "created on disk only";
   EXPECT_EQ(kOk, Create("[first]\n[t]\nschema = id[int]|x[int]\n"
                         "rec_1 = 1,{{$kivid}}{{$kivhost}}\n",

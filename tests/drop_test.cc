@@ -64,27 +64,20 @@ TEST_F(DatabaseTest, DropsEverythingAndFollowsNoLink) {
       Log());
 }
 
-// Cut, the path of what is below a root would be that of the root.
+// The path of the data directory, of table t's and none is cut below such
+// roots. Cut, it would be that of the root.
 TEST_F(DatabaseTest, RefusesToDropBelowARootThatIsTooLong) {
-  // The lengths of roots below which the path of the data directory, the one of
-  // table t's and none is cut.
   for (const std::size_t length : {4093U, 4080U, 4079U}) {
-    std::string root = m_root;
-    while (root.size() + 102 < length) root += "/" + std::string(100, 'd');
-    root += "/" + std::string(length - root.size() - 1, 'd');
-    fs::create_directories(root);
+    const std::string root = LongRoot(length);
     fs::current_path(root);
-    Put("precious", "x");
+    for (const char* file : {"precious", "kiv/database/t/1"}) Put(file, "x");
     Put("kiv/schema/t", "id[int]");
-    Put("kiv/database/t/1", "x");
     CKivDatabase database;
-    const int opened = database.open(root.c_str());
+    database.open(root.c_str());
     Log();
-    EXPECT_EQ(length == 4079 ? kOk : kInvalid, database.drop()) << opened;
-    const std::string log = Log();
-    EXPECT_EQ(length != 4079,
-              log.find("] reason [File name too long]\n") != log.npos)
-        << log;
+    EXPECT_EQ(length == 4079 ? kOk : kInvalid, database.drop());
+    const auto reason = Log().find("] reason [File name too long]\n");
+    EXPECT_EQ(length == 4079, reason == std::string::npos);
     EXPECT_EQ("x", Get("precious"));
     EXPECT_EQ(length == 4079 ? "(none)" : "x", Get("kiv/database/t/1"));
     fs::current_path(m_root);

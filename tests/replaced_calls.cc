@@ -8,6 +8,7 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -48,22 +49,20 @@ bool Enter(const char* call) {
   return true;
 }
 
-// Notes what the call works on; texts tell nothing.
+// Notes a descriptor that a call works on; texts tell nothing.
 void Watch(const char* /*path*/) {}
 void Watch(int fd) {
-  if (fd > STDERR_FILENO && (fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0) {
-    ++plan.inherited;
-  }
+  const bool isOurs = fd > STDERR_FILENO;
+  if (isOurs && (fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0) ++plan.inherited;
 }
 void Watch(DIR* directory) { Watch(dirfd(directory)); }
 
 void WatchSync(int fd) {
   char link[32];
   snprintf(link, sizeof(link), "/proc/self/fd/%i", fd);
-  const std::size_t used = std::strlen(plan.synced);
-  const ssize_t length =
-      readlink(link, plan.synced + used, sizeof(plan.synced) - used - 2);
-  if (length > 0) plan.synced[used + static_cast<std::size_t>(length)] = '\n';
+  char* end = plan.synced + std::strlen(plan.synced);
+  const ssize_t length = readlink(link, end, PATH_MAX);
+  if (length > 0) end[length] = '\n';
 }
 
 // Behind the call, so that what it made may be lost.

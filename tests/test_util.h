@@ -89,11 +89,23 @@ class RootTest : public testing::Test {
   // feed; "%" stands for the root.
   std::string Log() const {
     const std::lock_guard<std::mutex> lock(mutex);
-    std::string log = std::exchange(lines, {});
-    for (auto at = log.find(m_root); at != log.npos; at = log.find(m_root)) {
-      log.replace(at, m_root.size(), "%");
+    return WithoutRoot(std::exchange(lines, {}));
+  }
+
+  std::string WithoutRoot(std::string text) const {
+    for (auto at = text.find(m_root); at != text.npos; at = text.find(m_root)) {
+      text.replace(at, m_root.size(), "%");
     }
-    return log;
+    return text;
+  }
+
+  // Makes a root whose path has so many characters.
+  std::string LongRoot(std::size_t length) const {
+    std::string root = m_root;
+    while (root.size() + 102 < length) root += "/" + std::string(100, 'd');
+    root += "/" + std::string(length - root.size() - 1, 'd');
+    fs::create_directories(root);
+    return root;
   }
 
   std::string m_root = fs::temp_directory_path() / "kivdb_test.XXXXXX";

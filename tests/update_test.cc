@@ -86,9 +86,6 @@ TEST_F(TableTest, DeletesOnlyTheRecordItself) {
   EXPECT_EQ("7.tmp sub ", List("."));
   EXPECT_EQ("a|1|", Get("../../out") + Log());
   EXPECT_EQ(kInvalid, m_table.deleteRecord(nullptr));
-  CTable unopened(m_root.c_str(), "hosts");
-  EXPECT_EQ(kOk, unopened.deleteRecord("7.tmp"));
-  EXPECT_EQ("a|1|", Get("7.tmp"));
 }
 
 TEST_F(TableTest, RecoversAndClears) {

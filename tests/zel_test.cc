@@ -12,7 +12,6 @@
 using KivDB::Put;
 using ZelTest = KivDB::RootTest;
 using Texts = std::vector<std::string>;
-using Pair = std::pair<const char*, const char*>;
 
 // The value, and the result behind it where that is not the value's length.
 std::string Value(const char* path, const char* section, const char* key,
@@ -70,14 +69,11 @@ TEST(TextTest, ReplacesAndCopiesWithinBounds) {
 }
 
 TEST(TextTest, Fingerprints) {
-  for (const auto& [text, expected] :
-       {Pair("", "cbf29ce484222325"), {"a", "af63dc4c8601ec8c"}}) {
-    char out[20];
-    EXPECT_EQ(16, FingerprintFromData(text, strlen(text), out, sizeof(out), 3));
-    EXPECT_STREQ(expected, out);
-    EXPECT_EQ(4, FingerprintFromData(text, strlen(text), out, 5, 3));
-    EXPECT_EQ(std::string(expected, 4), out);
-  }
+  char out[20];
+  EXPECT_EQ(16, FingerprintFromData("a", 1, out, sizeof(out), 3));
+  EXPECT_STREQ("af63dc4c8601ec8c", out);
+  EXPECT_EQ(4, FingerprintFromData("", 0, out, 5, 3));
+  EXPECT_STREQ("cbf2", out);
 }
 
 TEST_F(ZelTest, WritesLinesToStandardError) {
@@ -86,18 +82,16 @@ TEST_F(ZelTest, WritesLinesToStandardError) {
   ASSERT_NE(nullptr, freopen("lines", "w", stderr));
   ErrorA(20, "%s!", "no");
   InfoA(0, "%i", 7);
-  __Trace("off");
-  ZelSetTrace(true);
-  __Trace("on");
-  ZelSetTrace(false);
+  for (const bool on : {false, true, false}) {
+    ZelSetTrace(on);
+    __Trace("trace");
+  }
   ErrorA(-1, "%s", std::string(20000, 'x').c_str());
   dup2(kept, STDERR_FILENO);
   close(kept);
-  const std::string written = KivDB::Get("lines");
-  EXPECT_EQ("error 20: no!\ninfo 0: 7\ntrace: on\nerror -1: xxx",
-            written.substr(0, 47));
-  EXPECT_EQ(12288U, written.size() - written.find("error -1"));
-  EXPECT_EQ("x\n", written.substr(written.size() - 2));
+  EXPECT_EQ("error 20: no!\ninfo 0: 7\ntrace: trace\nerror -1: " +
+                std::string(12288 - 11, 'x') + "\n",
+            KivDB::Get("lines"));
 }
 
 TEST_F(ZelTest, ReadsIniValues) {

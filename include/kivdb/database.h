@@ -109,9 +109,9 @@ class KIVDB_EXPORT CKivDatabase {
   //
   // Returns kOk; kInvalid (logged) for an empty root, a null or missing file or
   // a directory that cannot be made; kNoRecord for a file without sections,
-  // that cannot be read or that changes meanwhile (logged), or for a section
-  // without a schema (not logged); or the result of createSchemaF or
-  // insertRecordsFromIni.  The tables before a failure are complete.
+  // that cannot be read or whose list of sections grows meanwhile (logged), or
+  // for a section without a schema (not logged); or the result of createSchemaF
+  // or insertRecordsFromIni.  The tables before a failure are complete.
   int Create(const char* inifile, int id, const char* host);
 
   // Adds the records of one section to its table, whose schema file exists.

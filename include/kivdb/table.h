@@ -29,10 +29,9 @@ class CTextBuffer;
 // kInvalid, records -1 and IsDir false (logged) in every operation that locks,
 // but a listing or lookup looks for the directory first: kNotFound where it
 // cannot be opened.  kNoMemory is possible where memory is needed.  A null id,
-// record text or update text gives kInvalid (logged).  An id that is empty,
-// ".",
-// ".." or holds "/" names no record, and neither does one whose path is longer
-// than 4094 characters.
+// record text or update text gives kInvalid (logged).  An id that is empty or
+// "." or "..", or that holds "/", names no record, and neither does one whose
+// path is longer than 4094 characters.
 //
 // Threads: operations that say so hold the table's mutex for their own span,
 // and copies of a table share it.  The values of the current record are not
@@ -126,7 +125,8 @@ class KIVDB_EXPORT CTable {
   // Returns kOk, kNoRecord when no record meets the condition, kNotFound when
   // the table directory cannot be opened or read.  A record that cannot be read
   // is logged and skipped, and so is an entry whose name contains ".ADD" or
-  // ".UPDATE".  Records come in the order of the directory.
+  // ".UPDATE"; one for whose line there is no memory is skipped without a log
+  // line.  Records come in the order of the directory.
   //
   // Holds the mutex for this step only.
   int ListRecordsStart(const char* condition);
@@ -206,9 +206,9 @@ class KIVDB_EXPORT CTable {
   //
   // Returns kOk: the record is on disk and current, with the named values as
   // they were given.  kNotFound when there is no such record; kSyntax for an
-  // empty piece, a key that is no column, a value with a line feed inside, or a
-  // table without columns;
-  // kInvalid when the record cannot be saved (see safe_save); or as readRecord.
+  // empty piece, a key that is no column, a value with a line feed inside, or
+  // a table without columns; kInvalid when the record cannot be saved (see
+  // safe_save); or as readRecord.
   // All are logged.  After a failure the record is unchanged unless saving it
   // failed; the columns keep what was applied.
   //

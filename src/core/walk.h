@@ -22,8 +22,9 @@ inline bool IsDots(const char* name) {
 template <typename Visit>
 WalkResult WalkEntries(CDirIterator& entries, Visit visit) {
   while (const dirent* entry = entries.read()) {
-    if (!IsDots(entry->d_name) && !visit(entry->d_name))
+    if (!IsDots(entry->d_name) && !visit(entry->d_name)) {
       return WalkResult::kStopped;
+    }
   }
   if (errno == 0) return WalkResult::kEnd;
   entries.close();

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstring>
 
 #include "core/log.h"
 #include "core/no_throw.h"
@@ -19,6 +20,11 @@ namespace {
 
 constexpr std::size_t kNumberSize = 128;
 
+// Of two paths on one way down, the one that ends first.
+const CPath& Upper(const CPath& a, const CPath& b) {
+  return std::strlen(a.text()) <= std::strlen(b.text()) ? a : b;
+}
+
 }  // namespace
 
 int CKivDatabase::Create(const char* inifile, int id, const char* host) {
@@ -30,10 +36,11 @@ int CKivDatabase::Create(const char* inifile, int id, const char* host) {
     return KIVDB_FAIL(kInvalid, "can't find ini file at [%s]", inifile);
   }
   const CPath schemas(m_path, kSchemaDirectory);
-  const CPath there = NearestExisting(schemas);
+  const CPath data(m_path, kDataDirectory);
+  const CPath top = Upper(NearestExisting(schemas), NearestExisting(data));
   const int status = NoThrow([&] { return CreateTables(inifile); });
-  SyncPath(CPath(m_path, kDataDirectory).text());
-  SyncUpTo(there, schemas);
+  SyncPath(data.text());
+  SyncUpTo(top, schemas);
   return status;
 }
 
