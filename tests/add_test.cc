@@ -3,9 +3,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <climits>
-#include <cstring>
-
 #include "test_util.h"
 
 namespace KivDB {
@@ -42,8 +39,13 @@ TEST_F(TableTest, StoresTheFieldsOfARecordText) {
 TEST_F(TableTest, AllocatesTheIdAfterTheHighest) {
   // The entry put there first, the maximum and the id; 99 stays.
   const std::tuple<const char*, unsigned, int> kSteps[] = {
-      {"0", 0, 1},     {"0", 2, 2},      {"0", 2, 99},
-      {"7.tmp", 0, 8}, {"20.ADD", 0, 9}, {"2147483647", 0, INT_MIN},
+      {"0", 0, 1},
+      {"0", 2, 2},
+      {"0", 2, 99},
+      {"7.tmp", 0, 8},
+      {"20.ADD", 0, 9},
+      {"2147483647", INT_MAX, 99},
+      {"2147483647", 0, INT_MIN},
       {"-1", 0, 0}};
   int id = 99;
   for (const auto& [entry, maximum, expected] : kSteps) {
@@ -81,20 +83,26 @@ TEST_F(TableTest, SavesOnlyToAFileOfItsOwn) {
   EXPECT_EQ("a|b", Get("6"));
 }
 
-// The longest path that leaves room for ".tmp", and one byte more.
+// The longest path that leaves room for ".tmp", and one byte more; the longest
+// of a record, and one byte more.
 TEST_F(TableTest, RefusesAPathThatIsTooLong) {
-  for (const std::size_t length : {4090U, 4091U}) {
+  for (const std::size_t length : {4090U, 4091U, 4094U, 4095U}) {
     const std::string root = LongRoot(length - strlen("/kiv/database/t/1"));
-    Put(root + "/kiv/schema/t", "id[int]|a[int]");
-    fs::create_directories(root + "/kiv/database/t");
+    fs::current_path(root);
+    Put("kiv/schema/t", "id[int]|a[int]");
+    Put("kiv/database/t/1", "x|");
     CTable table(root.c_str(), "t");
     ASSERT_EQ(kOk, table.Open());
-    int id = 0;
-    const bool fits = length == 4090;
-    EXPECT_EQ(fits ? kOk : kInvalid, table.addRecord("5", &id, 0));
-    EXPECT_EQ(fits ? 1 : 0, table.records());
+    Log();
+    EXPECT_EQ(length <= 4090, table.addRecord("1,y", nullptr, 0) == kOk);
+    EXPECT_EQ(length > 4090, Log() == "E20 Error occur when saving record!\n");
+    EXPECT_EQ(length <= 4094, table.readRecord("1") == kOk);
+    EXPECT_EQ(kOk, table.deleteRecord("1"));
+    EXPECT_EQ(length <= 4094 ? 0 : 1, table.records());
+    const std::string path = root + "/kiv/database/t/1";
+    EXPECT_EQ(length <= 4090, table.safe_save(path.c_str(), "", 0) == 0);
+    fs::current_path(m_root);
   }
-  EXPECT_EQ("E20 Error occur when saving record!\n", Log());
 }
 
 }  // namespace KivDB

@@ -14,13 +14,14 @@ class CreateTest : public DatabaseTest {
 };
 
 TEST_F(CreateTest, MakesTablesAndTheirFirstRecords) {
+  EXPECT_EQ(kInvalid, m_database.Create("none", 1, "a host for a moment"));
   EXPECT_EQ(kOk, Create("[first]\nschema = id[int]\n"
                         "[hosts]\nschema = id[int]|name[varchar]|port[int]\n"
                         "rec_1 = 1, {{$kivhost}}, 80\n"
                         "rec_2 = 5,v{{$kivversion}}-{{$kivid}}-{{$kivid}},2\n"
                         "rec_4 = 4,after a gap,4\n"
                         "[empty]\nschema = id[int]\n",
-                        -5, ""));
+                        -5, nullptr));
   EXPECT_EQ("empty hosts ", List("kiv/schema"));
   EXPECT_EQ(List("kiv/schema"), List("kiv/database"));
   EXPECT_EQ("1 5 ", List("kiv/database/hosts"));

@@ -99,6 +99,8 @@ TEST_F(DatabaseTest, AddsATableFromADescription) {
     EXPECT_EQ(c.out, file.substr(0, file.find('\n')));
     EXPECT_EQ(c.out != "(none)", fs::exists("kiv/database/" + name));
   }
+  Put("kiv/schema/a", std::string(200, 'z'));
+  EXPECT_EQ(kOk, m_database.createSchemaF("a", "id[int]|x[int]"));
   EXPECT_EQ("id[int]|x[int]\n69db9acfb8971e66", Get("kiv/schema/a"));
   EXPECT_EQ(kInvalid, m_database.AddTable("d", nullptr));
   EXPECT_EQ(kInvalid, m_database.AddTable("a", "("));
@@ -116,6 +118,8 @@ TEST_F(DatabaseTest, MakesNothingForWhatIsNoTableName) {
   EXPECT_EQ("database schema ", List("kiv"));
   EXPECT_EQ("a b c a b c ", List("kiv/database") + List("kiv/schema"));
   EXPECT_EQ(kInvalid, m_database.createSchemaF("t", nullptr));
+  ASSERT_EQ(0, mkfifo("kiv/schema/fifo", 0600));
+  EXPECT_EQ(kSchemaUnreadable, m_database.AddTable("fifo", "id(int)"));
 }
 
 TEST_F(DatabaseTest, AddsATableFromAnIniSection) {

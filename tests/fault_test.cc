@@ -4,13 +4,6 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 
-#include <cerrno>
-#include <climits>
-#include <csignal>
-#include <functional>
-#include <iterator>
-#include <thread>
-
 #include "replaced_calls.h"
 #include "test_util.h"
 
@@ -26,16 +19,18 @@ class FaultTest : public TableTest {
  protected:
   FaultTest() : m_other(m_root.c_str(), "other") {
     EXPECT_EQ(0, chdir(m_root.c_str()));
-    Put("other", "x[int]");
-    EXPECT_EQ(kOk, m_other.readSchema("other"));
+    Reset();
+    EXPECT_EQ(kOk, m_other.Open());
   }
 
-  // Puts a record 7 and nothing else into the table, the only one of its root.
-  // The creation file is too new to be kept in memory.
+  // Puts a record 7 and nothing else into the table, a long record into the
+  // other one.  The creation file is too new to be kept in memory.
   void Reset() {
     for (const char* made : {"kiv", "made"}) fs::remove_all(made);
     Put("kiv/schema/hosts", "id[int]|name[varchar]|size[bigint]");
     Put("kiv/database/hosts/7", "old|1|");
+    Put("kiv/schema/other", "id[int]|x[int]");
+    Put("kiv/database/other/1", std::string(5000, 'x') + "|");
     Put("ini",
         "[first]\n[t]\nschema = id[int]|a[varchar]\nrec_1 = 1,{{$kivhost}}\n");
     m_columns = {};
@@ -50,6 +45,13 @@ class FaultTest : public TableTest {
     EXPECT_EQ(size == nullptr, m_assigned.getcolumn("x") != nullptr);
     EXPECT_STREQ(size == nullptr ? "other" : "hosts", m_assigned.name());
     return size != nullptr && size->data() != nullptr ? kOk : kNoMemory;
+  }
+
+  int Read(const char* id) {
+    const int status = m_table.readRecord(id);
+    const CColumn* name = m_table.getcolumn("name");
+    EXPECT_STREQ("old", status == kOk ? name->data() : "old");
+    return status;
   }
 
   // Needs no memory.
@@ -71,7 +73,8 @@ class FaultTest : public TableTest {
       {"allocate", [&] { return m_table.addRecord("a,2", &m_id, 0); }},
       {"assign", [&] { return Assign(); }},
       {"open", [&] { return m_table.Open(); }},
-      {"read", [&] { return m_table.readRecord("7"); }},
+      {"read", [&] { return Read("7"); }},
+      {"read long", [&] { return m_other.readRecord("1"); }},
       {"list", [&] { return m_table.ListRecordsStart(m_columns, "size=1"); }},
       {"count", [&] { return m_table.records() < 0 ? kInvalid : kOk; }},
       {"delete", [&] { return m_table.deleteRecord("7"); }},
@@ -173,8 +176,14 @@ TEST_F(FaultTest, AnUnreadableKeyEndsTheRecords) {
   EXPECT_EQ("1 ", List("made/kiv/database/t"));
   Fail("ini", 4096, 0, 2);  // the section list is longer at the second look
   EXPECT_EQ(kNoRecord, made.Create("ini", 1, "h"));
+  Fail("read", EIO, 2);  // behind the file's
+  EXPECT_EQ(kSchemaUnreadable, made.CheckAddTable("t", "ini"));
   plan = {};
-  EXPECT_EQ("E12 Can't get value [ini]\n", Log());
+  EXPECT_EQ(
+      "E12 Can't get value [ini]\nE4 failed to open schema file: "
+      "made/kiv/schema/t\n"
+      "E4 open table error\n",
+      Log());
 }
 
 TEST_F(FaultTest, ReadErrorsAreNeverAShorterResult) {
@@ -289,24 +298,21 @@ TEST_F(FaultTest, StoppingAnywhereLeavesNothingBehind) {
 // none, and readSchema tells no difference.
 TEST_F(FaultTest, SchemaWithoutMemoryHasOneRule) {
   ZelSetSink(KeepLine);
-  Put("long", "id[int]|" + std::string(5000, 'n') + "[int]");
-  for (const std::string path : {"other", "long"}) {
-    Reset();
-    fs::remove("kiv/schema/hosts");
-    fs::copy_file(path, "kiv/schema/hosts");
+  for (const std::size_t size : {1U, 5000U}) {
+    Put("kiv/schema/hosts", "id[int]|" + std::string(size, 'n') + "[int]");
     for (int n = 1, status = kNoMemory; status != kOk; ++n) {
       StopAt(Action::kFailMemory, n);
       status = m_table.Open();
       plan = {};
       if (status == kOk) break;
-      const bool isLine = path == "long" && n == 1;
+      const bool isLine = size > 1 && n == 1;
       EXPECT_EQ(isLine ? kNoMemory : kSchemaUnreadable, status);
       EXPECT_STREQ(isLine ? "18 no memory"
                           : "4 Catched runtime exception in readSchema: "
                             "std::bad_alloc",
                    kept);
       StopAt(Action::kFailMemory, n);
-      EXPECT_EQ(kNoMemory, m_table.readSchema(path.c_str()));
+      EXPECT_EQ(kNoMemory, m_table.readSchema("kiv/schema/hosts"));
       plan = {};
       EXPECT_STREQ("18 no memory", kept);
     }

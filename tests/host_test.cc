@@ -1,7 +1,5 @@
 // Runs the example host and compares what it prints with what it leaves.
 
-#include <cstdlib>
-
 #include "test_util.h"
 
 namespace KivDB {

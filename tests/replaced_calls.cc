@@ -52,8 +52,8 @@ bool Enter(const char* call) {
 // Notes a descriptor that a call works on; texts tell nothing.
 void Watch(const char* /*path*/) {}
 void Watch(int fd) {
-  const bool isOurs = fd > STDERR_FILENO;
-  if (isOurs && (fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0) ++plan.inherited;
+  const int flags = fd > STDERR_FILENO ? fcntl(fd, F_GETFD) : FD_CLOEXEC;
+  if ((flags & FD_CLOEXEC) == 0) ++plan.inherited;
 }
 void Watch(DIR* directory) { Watch(dirfd(directory)); }
 
@@ -138,17 +138,16 @@ int openat(int directory, const char* path, int flags, ...) {
   return fd;
 }
 
-void* malloc(size_t size) noexcept {
-  static void* (*real)(size_t) = nullptr;  // a guard would need memory
-  if (real == nullptr) real = Real<void*(size_t)>("malloc");
-  return IsReached(Action::kFailMemory) ? nullptr : real(size);
-}
+// A static with a guard would need memory.
+#define REPLACE_MEMORY(call, parameters, arguments)                   \
+  void* call parameters noexcept {                                    \
+    static void*(*real)parameters = nullptr;                          \
+    if (real == nullptr) real = Real<void * parameters>(#call);       \
+    return IsReached(Action::kFailMemory) ? nullptr : real arguments; \
+  }
 
-void* realloc(void* block, size_t size) noexcept {
-  static void* (*real)(void*, size_t) = nullptr;
-  if (real == nullptr) real = Real<void*(void*, size_t)>("realloc");
-  return IsReached(Action::kFailMemory) ? nullptr : real(block, size);
-}
+REPLACE_MEMORY(malloc, (size_t a), (a))
+REPLACE_MEMORY(realloc, (void* a, size_t b), (a, b))
 
 }  // extern "C"
 

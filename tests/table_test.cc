@@ -4,8 +4,6 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 
-#include <algorithm>
-
 #include "test_util.h"
 
 namespace KivDB {
@@ -16,7 +14,9 @@ TEST_F(TableTest, LoadsTheSchemaUpToItsFirstBadSpec) {
       {"id[int]|name[varchar]\r\nprint", kOk, "id name "},
       {"id[int]|name[text]|size[int]", kOk, "id ", "I1 invalid data type\n"},
       {"id[int]|junk|size[int]", kOk, "id "},
-      {big + "[int]|size[int]", kOk, "size " + big + " "},
+      {"id[int]\n" + big + "|size[int]", kOk, "id "},
+      {"a[int]|b[int]|c[int]|d[int]|" + big + "[int]|size[int]", kOk,
+       "size " + big + " "},
       {"|id[int]", kOk, ""},
       {"", kEmptySchema, "", "I5 schema length is 0\n"},
       {"\nid[int]", kEmptySchema, "", "I5 schema length is 0\n"}};

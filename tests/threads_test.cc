@@ -1,9 +1,5 @@
 // Threads on one table: what waits for what.
 
-#include <chrono>
-#include <functional>
-#include <future>
-
 #include "test_util.h"
 
 namespace KivDB {

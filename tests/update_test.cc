@@ -1,7 +1,5 @@
 // Updating, deleting, recovering and clearing.
 
-#include <cstring>
-
 #include "test_util.h"
 
 namespace KivDB {

@@ -4,9 +4,6 @@
 
 #include <sys/stat.h>
 
-#include <cerrno>
-#include <thread>
-
 #include "test_util.h"
 
 using KivDB::Put;
