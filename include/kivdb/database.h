@@ -14,6 +14,7 @@ class ConfigClass;  // the platform's configuration object
 namespace KivDB {
 
 class CCreationFile;
+class CFileLock;
 
 // The database of a process.  It owns its tables and gives them out by name:
 //
@@ -32,9 +33,13 @@ class CCreationFile;
 // name that is empty, ".", ".." or holds "/" names no table, and nothing is
 // made for it. Nothing that was done is undone by a later failure.
 //
-// Threads: there is no lock on the database.  The host opens it, creates it and
-// changes its set of tables while no other thread uses it, and deletes it when
-// all have stopped; GetTable may then be called from any thread.
+// Threads: there is no mutex for the database.  The host opens it, creates it
+// and changes its set of tables while no other thread uses it, and deletes it
+// when all have stopped; GetTable may then be called from any thread.
+//
+// Processes: writing a schema file and dropping a table hold the lock of the
+// schema directory (see <kivdb/lock.h>); opening holds it shared, waiting for
+// 100 ms at most.  Create and drop as a whole hold none.
 class KIVDB_EXPORT CKivDatabase {
  public:
   // A database of the caller's own; most hosts use Instance.
@@ -91,8 +96,8 @@ class KIVDB_EXPORT CKivDatabase {
 
   // Writes the schema file of a table: the line and its fingerprint, in place
   // and not forced to disk.  Returns kOk, also when the disk was full;
-  // kSchemaUnreadable (logged) when the file cannot be opened; kInvalid
-  // (logged) for a null schema.
+  // kSchemaUnreadable (logged) when the file cannot be opened or the schema
+  // directory's lock is not had; kInvalid (logged) for a null schema.
   int createSchemaF(const char* name, const char* schema);
 
   // Makes the directory of a table, not forced to disk; always kOk.
@@ -127,9 +132,10 @@ class KIVDB_EXPORT CKivDatabase {
   // pointer to it is void then; the form with a pointer leaves it registered.
   //
   // Returns kOk; kNotFound when there is no table of that name; kNotEmpty when
-  // it has records or they cannot be counted; kInvalid for a null pointer, or
-  // when the directory, which a marker entry keeps, or the schema file cannot
-  // be removed.  All are logged.
+  // it has records, they cannot be counted or its lock is not had; kInvalid for
+  // a null pointer, or when the schema directory's lock is not had, or the
+  // directory, which a marker entry keeps, or the schema file cannot be
+  // removed. All are logged.
   int DropTable(CTable* table);
   int DropTable(const char* name);
 
@@ -159,6 +165,7 @@ class KIVDB_EXPORT CKivDatabase {
   KIVDB_LOCAL void Forget(CTable* table);
   KIVDB_LOCAL int MakeTable(const char* name, const char* schema,
                             bool logsCode);
+  KIVDB_LOCAL int LockSchemas(CFileLock& lock, const char* name) const;
   KIVDB_LOCAL void SyncTable(const char* name) const;
   KIVDB_LOCAL void SetHost(const char* host);
   KIVDB_LOCAL int MakeTree(const char* directory);
@@ -166,6 +173,7 @@ class KIVDB_EXPORT CKivDatabase {
   KIVDB_LOCAL int CreateTable(const char* name, const CCreationFile& file);
   KIVDB_LOCAL int InsertRecords(CTable& table, const CCreationFile& file);
   KIVDB_LOCAL int ReplacePlaceholders(char* record, unsigned int size) const;
+  KIVDB_LOCAL int RemoveDirectory(CTable* table);
   KIVDB_LOCAL int RefuseCutPaths() const;
 
   KIVDB_LOCAL static CKivDatabase* m_instance;

@@ -9,6 +9,7 @@
 #include <kivdb/column.h>
 #include <kivdb/database.h>
 #include <kivdb/dir_iterator.h>
+#include <kivdb/lock.h>
 #include <kivdb/status.h>
 #include <kivdb/table.h>
 #include <kivdb/utils.h>

@@ -30,7 +30,7 @@ enum Status : int {
   kNotClearable = 17,  // the directory of a table to clear cannot be opened
   kNoMemory = 18,
   kNoReplacement = 19,  // a placeholder cannot be replaced
-  kInvalid = 20,        // no mutex, bad argument or value, failed save
+  kInvalid = 20,        // no mutex or lock, bad argument or value, failed save
 };
 
 }  // namespace KivDB

@@ -15,8 +15,11 @@
 namespace KivDB {
 
 class CCondition;
+class CSharedLock;
 class CStoredFields;
 class CTextBuffer;
+enum class ReadResult;
+enum class Source;
 
 // One table of a database root.  Records are files of the directory
 // ROOT/kiv/database/NAME, each named by its id; the schema is the file
@@ -33,8 +36,12 @@ class CTextBuffer;
 // "." or "..", or that holds "/", names no record, and neither does one whose
 // path is longer than 4094 characters.
 //
-// Threads: operations that say so hold the table's mutex for their own span,
-// and copies of a table share it.  The values of the current record are not
+// Threads and processes: operations that say so hold the table's mutex for
+// their own span, and copies of a table share it.  addRecord, updateRecord,
+// deleteRecord, recover and clear hold the table's lock as well, which keeps
+// out other processes and tables made without copying (see <kivdb/lock.h>);
+// they give kInvalid (logged) when they do not get it within LockWait()
+// milliseconds.  The values of the current record are not
 // locked between calls, and a table has one cursor: run at most one of
 // ListRecords*, GetRecord, the GetVal* by id, records, get_max_id, addRecord
 // with an id pointer, recover and clear at a time on one table object (calls of
@@ -94,8 +101,8 @@ class KIVDB_EXPORT CTable {
   // kBadRecord when it has too few fields: the columns before the missing ones
   // are set then.  All are logged.
   //
-  // Takes no lock: while another thread saves the record there is a moment
-  // without its file.  GetRecord waits for that thread.
+  // Takes no lock.  A save has a moment without the record's file: where one is
+  // at work, the record is looked for again, for 100 ms at most.
   int readRecord(const char* id);
 
   // The column of that name, or null.  The table keeps it until its schema is
@@ -126,9 +133,13 @@ class KIVDB_EXPORT CTable {
   // the table directory cannot be opened or read.  A record that cannot be read
   // is logged and skipped, and so is an entry whose name contains ".ADD" or
   // ".UPDATE"; one for whose line there is no memory is skipped without a log
-  // line.  Records come in the order of the directory.
+  // line.  The temporary file of a save at work is no record.  Records come in
+  // the order of the directory.
   //
-  // Holds the mutex for this step only.
+  // Holds the mutex for this step only.  Start waits for a change by another
+  // process, for 100 ms at most, so that the names it reads at once, about a
+  // thousand, are those of one moment; of later ones, some may be missing that
+  // are saved meanwhile.
   int ListRecordsStart(const char* condition);
 
   // Makes the next record of the listing current.  The condition is not kept:
@@ -154,7 +165,8 @@ class KIVDB_EXPORT CTable {
 
   // Counts the entries of the table directory that can be records; opens none.
   // -1 when the directory cannot be opened or read, or without a mutex.  Holds
-  // the mutex and ends a listing.
+  // the mutex, waits for a change by another process for 100 ms at most, and
+  // ends a listing.
   int records();
 
   // The highest number that an entry's name begins with, 0 for none, or
@@ -187,7 +199,7 @@ class KIVDB_EXPORT CTable {
   // none of a table, or the record cannot be saved (safe_save tells what is on
   // disk then).  All are logged.
   //
-  // Holds the mutex; with an id pointer it ends a listing.
+  // Holds mutex and lock; with an id pointer it ends a listing.
   int addRecord(const char* text, int* id, unsigned int maxId);
 
   // Writes length bytes to the file at path, which has at most 4090 characters:
@@ -212,7 +224,7 @@ class KIVDB_EXPORT CTable {
   // All are logged.  After a failure the record is unchanged unless saving it
   // failed; the columns keep what was applied.
   //
-  // Holds the mutex from the look for the record to its save.
+  // Holds mutex and lock from the look for the record to its save.
   int updateRecord(const char* id, const char* text);
 
   // Applies such a text to the current record, in memory only.  text is from
@@ -227,22 +239,24 @@ class KIVDB_EXPORT CTable {
   int update(const char* path);
 
   // Removes the record's file.  Returns kOk, also when there is none or it
-  // cannot be removed.  Holds the mutex.
+  // cannot be removed.  Holds mutex and lock.
   int deleteRecord(const char* id);
 
   // Removes every entry whose name contains ".ADD" or ".UPDATE" from the table
   // directory; temporary files stay.  Returns kOk, also when some could not be
   // removed, or kNotFound when the directory cannot be opened or read (not
-  // logged).  Holds the mutex and ends a listing.
+  // logged).  Holds mutex and lock, and ends a listing.
   int recover();
 
   // Removes every file from the table directory, records and others; the table
   // stays and is empty.  A directory in it stays, too.  Returns kOk, or
   // kNotClearable when the table directory cannot be opened or read (not
-  // logged).  Holds the mutex and ends a listing.
+  // logged).  Holds mutex and lock, and ends a listing.
   int clear();
 
  private:
+  friend class CTableLock;
+
   KIVDB_LOCAL void Assign(const CTable& other);
   KIVDB_LOCAL void DeleteColumns();
   KIVDB_LOCAL bool RequireMutex() const;
@@ -251,18 +265,27 @@ class KIVDB_EXPORT CTable {
   KIVDB_LOCAL int LoadSchemaGuarded();
   KIVDB_LOCAL int LoadSchema(const char* path);
   KIVDB_LOCAL void AddColumns(char* specs);
-  KIVDB_LOCAL int LoadRecord(const char* id, bool isAtCursor,
+  KIVDB_LOCAL int LoadRecord(const char* id, Source source,
                              CStoredFields& fields);
+  KIVDB_LOCAL ReadResult ReadStored(const char* id, Source source,
+                                    CStoredFields& fields);
+  KIVDB_LOCAL bool IsBeingSaved(const char* id) const;
   KIVDB_LOCAL int SetValues(const char* id, CStoredFields& fields);
   KIVDB_LOCAL std::vector<CColumn*>::const_iterator FindColumn(
       const char* key) const;
   KIVDB_LOCAL int FindRecord(const char* id);
-  KIVDB_LOCAL int ScanForMatch(const CCondition* condition);
+  KIVDB_LOCAL int Step(const char* condition, bool isFirst);
+  KIVDB_LOCAL int StepTo(const CCondition* condition, bool isFirst);
+  KIVDB_LOCAL int ScanForMatch(const CCondition* condition, CSharedLock* names);
+  KIVDB_LOCAL bool IsSaveAtWork(const char* name) const;
+  KIVDB_LOCAL bool IsRemoved(const char* temporary, char* id,
+                             std::size_t size) const;
   KIVDB_LOCAL int HandOut(std::vector<CColumn*>& columns) const;
   KIVDB_LOCAL bool OpenCursor();
   KIVDB_LOCAL bool FindHighestId(unsigned int& highest);
   KIVDB_LOCAL int AllocateId(unsigned int maxId, int& id);
-  KIVDB_LOCAL int SaveNumbered(int id, const CTextBuffer& content);
+  KIVDB_LOCAL int SaveNumbered(const char* directory, int id,
+                               const CTextBuffer& content);
   KIVDB_LOCAL int SaveRecord(const char* path, const CTextBuffer& content);
   KIVDB_LOCAL int MergeAndSave(const char* path, const CStoredFields& fields,
                                const char* text);

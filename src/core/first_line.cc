@@ -48,7 +48,9 @@ bool TakeBytes(std::size_t length, std::size_t& separators, CTextBuffer& line) {
 ReadResult ReadFirstLine(int directory, const char* path,
                          std::size_t separators, CTextBuffer& line) {
   const CDescriptor file(directory, path, kFlags);
-  if (!file.IsOpen()) return ReadResult::kUnreadable;
+  if (!file.IsOpen()) {
+    return errno == ENOENT ? ReadResult::kMissing : ReadResult::kUnreadable;
+  }
   for (bool isFirst = true;; isFirst = false) {
     line.Reserve(1);
     ssize_t length;

@@ -27,6 +27,10 @@ bool IsPathComponent(const char* name) {
          std::strcmp(name, "..") != 0 && std::strchr(name, '/') == nullptr;
 }
 
+CPath TablePath(const char* root, const char* name) {
+  return IsPathComponent(name) ? CPath(root, kDataDirectory, name) : CPath("");
+}
+
 bool NamesRecord(const char* directory, const char* id) {
   const std::size_t length = std::strlen(directory);
   return length > 0 && length + 1 + std::strlen(id) < kPathBound &&

@@ -45,6 +45,9 @@ class CPath {
 // Whether the text names an entry of a directory and cannot lead out of it.
 bool IsPathComponent(const char* name);
 
+// The directory of a table; empty for a name that cannot be that of one.
+CPath TablePath(const char* root, const char* name);
+
 // Whether the id is that of a record in the table directory: not without a
 // directory, not out of it, and not when the path would be cut, perhaps to that
 // of another record.

@@ -12,6 +12,7 @@
 #include "base/descriptor.h"
 #include "core/format.h"
 #include "core/heap_text.h"
+#include "core/locked.h"
 #include "core/log.h"
 #include "core/no_throw.h"
 #include "core/null_text.h"
@@ -89,7 +90,10 @@ int CKivDatabase::CheckAddTable(const char* name, const char* inifile) {
 // of AddTable never has.
 int CKivDatabase::MakeTable(const char* name, const char* schema,
                             bool logsCode) {
-  int status = createSchemaF(name, schema);
+  // To the end: another process may be adding the same table.
+  CFileLock lock;
+  int status = LockSchemas(lock, name);
+  if (status == kOk) status = createSchemaF(name, schema);
   if (status != kOk) {
     return KIVDB_FAIL(status, "creat schema error [%s]", name);
   }
@@ -108,6 +112,13 @@ void CKivDatabase::SyncTable(const char* name) const {
   SyncPath(CPath(m_path, kDataDirectory, name).text());
 }
 
+int CKivDatabase::LockSchemas(CFileLock& lock, const char* name) const {
+  const CPath directory(m_path, kSchemaDirectory);
+  if (TakeLock(lock, directory.text()) != LockResult::kFailed) return kOk;
+  return KIVDB_FAIL(kSchemaUnreadable, "failed to create schema file: %s",
+                    CPath(directory.text(), name).text());
+}
+
 // Written in place, and nothing looks at how much of it reached the disk.
 int CKivDatabase::createSchemaF(const char* name, const char* schema) {
   if (schema == nullptr) return KIVDB_FAIL(kInvalid, "invalid parameter");
@@ -117,6 +128,9 @@ int CKivDatabase::createSchemaF(const char* name, const char* schema) {
   char fingerprint[kFingerprintSize] = "";
   FingerprintFromData(schema, length, fingerprint, sizeof(fingerprint),
                       kFingerprintKind);
+  CFileLock lock;
+  const int status = LockSchemas(lock, name);
+  if (status != kOk) return status;
   if (IsPathComponent(name)) {
     const CDescriptor file(path.text(), kSchemaFlags, kSchemaMode);
     if (file.IsOpen()) {

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "base/lock.h"
+#include "core/locked.h"
 #include "core/log.h"
 #include "core/no_throw.h"
 #include "core/null_text.h"
@@ -112,8 +113,11 @@ int CKivDatabase::open(ConfigClass* config) {
 
 // A table that an earlier, failed opening registered is not registered again.
 int CKivDatabase::RegisterTables() {
+  const CPath directory(m_path, kSchemaDirectory);
+  CFileLock lock;
+  TakeShared(lock, directory.text());
   CDirIterator schemas;
-  if (schemas.open(CPath(m_path, kSchemaDirectory).text()) != 0) {
+  if (schemas.open(directory.text()) != 0) {
     return kNoSchemaDirectory;
   }
   int status = kOk;

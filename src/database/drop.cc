@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "core/locked.h"
 #include "core/log.h"
 #include "core/null_text.h"
 #include "core/path.h"
@@ -29,19 +30,33 @@ int TreeError(const CPath& path) {
 
 int CKivDatabase::DropTable(CTable* table) {
   if (table == nullptr) return KIVDB_FAIL(kInvalid, "parameter null");
-  // A table whose records cannot be counted may have some.
-  if (table->records() != 0) {
-    return KIVDB_FAIL(kNotEmpty, "the table is not empty");
+  CFileLock schemas;
+  if (TakeLock(schemas, CPath(m_path, kSchemaDirectory).text()) ==
+      LockResult::kFailed) {
+    return kInvalid;
   }
-  const CPath directory(m_path, kDataDirectory, table->name());
-  if (rmdir(directory.text()) != 0) {
-    return KIVDB_FAIL(kInvalid, "can't rmdir [%s], reason [%s]",
-                      directory.text(), strerror(errno));
-  }
+  const int status = RemoveDirectory(table);
+  if (status != kOk) return status;
   const CPath schema(m_path, kSchemaDirectory, table->name());
   if (unlink(schema.text()) != 0) {
     return KIVDB_FAIL(kInvalid, "can't unlink [%s], reason [%s]", schema.text(),
                       strerror(errno));
+  }
+  return kOk;
+}
+
+// Nobody adds a record between the count and the removal.  A table whose
+// records cannot be counted may have some.
+int CKivDatabase::RemoveDirectory(CTable* table) {
+  const CPath directory(m_path, kDataDirectory, table->name());
+  CFileLock lock;
+  if (TakeLock(lock, directory.text()) == LockResult::kFailed ||
+      table->records() != 0) {
+    return KIVDB_FAIL(kNotEmpty, "the table is not empty");
+  }
+  if (rmdir(directory.text()) != 0) {
+    return KIVDB_FAIL(kInvalid, "can't rmdir [%s], reason [%s]",
+                      directory.text(), strerror(errno));
   }
   return kOk;
 }

@@ -13,8 +13,8 @@
 #include <limits>
 
 #include "base/descriptor.h"
-#include "base/lock.h"
 #include "core/format.h"
+#include "core/locked.h"
 #include "core/log.h"
 #include "core/no_throw.h"
 #include "core/path.h"
@@ -103,19 +103,21 @@ int CTable::addRecord(const char* text, int* id, unsigned int maxId) {
         !IsOneLine(fields.content)) {
       return RefuseContent();
     }
-    return WithLock(m_mutex, [&]() -> int {
+    // Built anew: a table that was not opened has no paths yet.
+    const CPath table = TablePath(m_dbPath.c_str(), m_name.c_str());
+    return Change(m_mutex, table.text(), [&]() -> int {
       int number = static_cast<int>(fields.id);
       if (id != nullptr) {
         const int status = AllocateId(maxId, number);
         if (status != kOk) return status;
         *id = number;
       }
-      return SaveNumbered(number, fields.content);
+      return SaveNumbered(table.text(), number, fields.content);
     });
   });
 }
 
-// Gives the id after the highest in the table.  The mutex is held.
+// Gives the id after the highest in the table, which is locked.
 int CTable::AllocateId(unsigned int maxId, int& id) {
   unsigned int highest = 0;
   // Without all names there is no free id: 1 would replace a record.
@@ -131,13 +133,11 @@ int CTable::AllocateId(unsigned int maxId, int& id) {
   return kOk;
 }
 
-// The path is built anew: a table that was not opened has no paths yet.
-int CTable::SaveNumbered(int id, const CTextBuffer& content) {
-  const char* name = m_name.c_str();
-  const CPath table(m_dbPath.c_str(), kDataDirectory, name);
+int CTable::SaveNumbered(const char* directory, int id,
+                         const CTextBuffer& content) {
   char number[12];
   std::snprintf(number, sizeof(number), "%i", id);
-  const CRecordPath path(IsPathComponent(name) ? table.text() : "", number);
+  const CRecordPath path(directory, number);
   return path.IsRecord() ? SaveRecord(path.text(), content) : SaveError();
 }
 

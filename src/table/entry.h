@@ -5,10 +5,18 @@
 
 #include <cstring>
 
+#include "core/format.h"
+
 namespace KivDB {
 
 // Whether the entry is a marker, and never a record, by what its name contains.
 bool IsMarker(const char* name);
+
+// Whether the name is that of a save's temporary file.
+inline bool IsTemporary(const char* name) {
+  if (std::strchr(name, '.') == nullptr) return false;
+  return std::strcmp(std::strrchr(name, '.'), kTemporarySuffix) == 0;
+}
 
 // Logs a marker that a scan skips.
 void LogMarker(const char* name);

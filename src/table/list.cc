@@ -1,14 +1,18 @@
 // Listing, lookups by id, and walks that only look at names.
 
+#include <fcntl.h>
 #include <kivdb/status.h>
 #include <kivdb/table.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
+#include <cstring>
 #include <limits>
 
 #include "base/lock.h"
+#include "core/locked.h"
 #include "core/log.h"
 #include "core/no_throw.h"
 #include "core/null_text.h"
@@ -17,6 +21,7 @@
 #include "core/walk.h"
 #include "table/condition.h"
 #include "table/entry.h"
+#include "table/source.h"
 #include "table/stored_fields.h"
 #include "zel.h"
 
@@ -35,31 +40,71 @@ bool CTable::OpenCursor() {
 
 int CTable::ListRecordsStart(const char* condition) {
   if (zel_access(m_tablePath, F_OK) != 0 || !OpenCursor()) return kNotFound;
-  return ListRecordsNext(condition);
+  return Step(condition, true);
 }
 
 int CTable::ListRecordsNext(const char* condition) {
+  return Step(condition, false);
+}
+
+int CTable::Step(const char* condition, bool isFirst) {
   if (!RequireMutex()) return kInvalid;
-  if (condition == nullptr) {
-    return WithLock(m_mutex, [this] { return ScanForMatch(nullptr); });
-  }
+  if (condition == nullptr) return StepTo(nullptr, isFirst);
   return NoThrow([&] {
     const CCondition parsed(condition);
-    return WithLock(m_mutex, [&] { return ScanForMatch(&parsed); });
+    return StepTo(&parsed, isFirst);
   });
 }
 
-// Reads on to the next record that meets the condition.  The mutex is held.
-int CTable::ScanForMatch(const CCondition* condition) {
+int CTable::StepTo(const CCondition* condition, bool isFirst) {
+  if (!isFirst) {
+    return WithLock(m_mutex, [&] { return ScanForMatch(condition, nullptr); });
+  }
+  return WithNames(
+      m_mutex, m_dirIterator.Descriptor(),
+      [&](CSharedLock& names) { return ScanForMatch(condition, &names); });
+}
+
+// Reads on to the next record that meets the condition.  names is held for the
+// first read of the directory only, which takes many names at once.  The mutex
+// is held.
+int CTable::ScanForMatch(const CCondition* condition, CSharedLock* names) {
   CStoredFields fields;
+  const Source source = m_cursorIsOwn ? Source::kCursor : Source::kPath;
   const WalkResult walk = WalkEntries(m_dirIterator, [&](const char* name) {
-    const bool found = !LogIfMarker(name) &&
-                       LoadRecord(name, m_cursorIsOwn, fields) == kOk &&
+    if (names != nullptr) names->Release();
+    if (LogIfMarker(name)) return true;
+    char saved[NAME_MAX + 1];
+    if (IsSaveAtWork(name)) {
+      if (!IsRemoved(name, saved, sizeof(saved))) return true;
+      name = saved;
+    }
+    const bool found = LoadRecord(name, source, fields) == kOk &&
                        (condition == nullptr || condition->Matches(m_columns));
     return !found;
   });
   if (walk == WalkResult::kStopped) return kOk;
   return walk == WalkResult::kEnd ? kNoRecord : kNotFound;
+}
+
+// Whether the entry is the temporary file of a save that is not done, and not
+// what an earlier one left.
+bool CTable::IsSaveAtWork(const char* name) const {
+  if (!IsTemporary(name)) return false;
+  CSharedLock lock;
+  return lock.Try(m_dirIterator.Descriptor()) == LockResult::kBusy ||
+         faccessat(m_dirIterator.Descriptor(), name, F_OK,
+                   AT_SYMLINK_NOFOLLOW) != 0;
+}
+
+// Gives the id whose temporary file this is.  True when the record itself is
+// not there: it may have gone before its name could be read.
+bool CTable::IsRemoved(const char* temporary, char* id,
+                       std::size_t size) const {
+  zelstrncpy(id, temporary, size,
+             std::strlen(temporary) - std::strlen(kTemporarySuffix));
+  return faccessat(m_dirIterator.Descriptor(), id, F_OK, AT_SYMLINK_NOFOLLOW) !=
+         0;
 }
 
 int CTable::ListRecordsStart(std::vector<CColumn*>& columns,
@@ -123,10 +168,13 @@ int CTable::GetValBigInt(const char* id, const char* key, long& out) {
 
 int CTable::records() {
   if (!RequireMutex() || !OpenCursor()) return -1;
-  return WithLock(m_mutex, [this] {
+  const int directory = m_dirIterator.Descriptor();
+  return WithNames(m_mutex, directory, [this](const CSharedLock& names) {
     int count = 0;
     const WalkResult walk = WalkEntries(m_dirIterator, [&](const char* name) {
-      if (!LogIfMarker(name)) ++count;
+      const bool counts =
+          !LogIfMarker(name) && (names.IsHeld() || !IsSaveAtWork(name));
+      if (counts) ++count;
       return true;
     });
     return walk == WalkResult::kEnd ? count : -1;

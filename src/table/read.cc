@@ -3,15 +3,18 @@
 #include <fcntl.h>
 #include <kivdb/status.h>
 #include <kivdb/table.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
 
 #include "core/format.h"
+#include "core/locked.h"
 #include "core/log.h"
 #include "core/no_throw.h"
 #include "core/null_text.h"
 #include "core/path.h"
+#include "table/source.h"
 #include "table/stored_fields.h"
 #include "zel.h"
 
@@ -20,23 +23,16 @@ namespace KivDB {
 int CTable::readRecord(const char* id) {
   if (id == nullptr) return KIVDB_FAIL(kInvalid, "invalid parameter");
   CStoredFields fields;
-  return LoadRecord(id, false, fields);
+  return LoadRecord(id, Source::kPath, fields);
 }
 
-// Makes the record current; isAtCursor: it is an entry that the cursor of this
-// table's directory has delivered, and is opened from there.  On kOk every
-// field was taken.  Lack of memory for the line has no log line.
-int CTable::LoadRecord(const char* id, bool isAtCursor, CStoredFields& fields) {
-  const std::size_t count = m_columns.empty() ? 0 : m_columns.size() - 1;
-  const auto read = [&] {
-    if (isAtCursor) {
-      return fields.Read(m_dirIterator.Descriptor(), id, count);
-    }
-    return fields.Read(AT_FDCWD, CPath(m_tablePath, id).text(), count);
-  };
+// Makes the record current.  On kOk every field was taken.  Lack of memory for
+// the line has no log line.
+int CTable::LoadRecord(const char* id, Source source, CStoredFields& fields) {
   return NoThrow(
       [&]() -> int {
-        if (!NamesRecord(m_tablePath, id) || read() != ReadResult::kRead) {
+        if (!NamesRecord(m_tablePath, id) ||
+            ReadStored(id, source, fields) != ReadResult::kRead) {
           return KIVDB_FAIL(kRecordUnreadable, "failed to open record file: %s",
                             CPath(m_tablePath, id).text());
         }
@@ -46,6 +42,38 @@ int CTable::LoadRecord(const char* id, bool isAtCursor, CStoredFields& fields) {
         return SetValues(id, fields);
       },
       []() -> int { return kNoMemory; });
+}
+
+// A save removes the old file before it renames the new one: where somebody
+// else is at that, the record will be back at once.
+ReadResult CTable::ReadStored(const char* id, Source source,
+                              CStoredFields& fields) {
+  const std::size_t count = m_columns.empty() ? 0 : m_columns.size() - 1;
+  const auto read = [&] {
+    if (source == Source::kCursor) {
+      return fields.Read(m_dirIterator.Descriptor(), id, count);
+    }
+    return fields.Read(AT_FDCWD, CPath(m_tablePath, id).text(), count);
+  };
+  ReadResult result = read();
+  if (result != ReadResult::kMissing || source == Source::kChange) {
+    return result;
+  }
+  CLockWait wait(kReaderWait, true);
+  while (IsBeingSaved(id) && wait.Pause()) {
+    result = read();
+    if (result != ReadResult::kMissing) return result;
+  }
+  return read();
+}
+
+// Whether another one's change is at work, and the record's new file there.
+bool CTable::IsBeingSaved(const char* id) const {
+  CPath temporary(m_tablePath, id);
+  temporary.Append(kTemporarySuffix);
+  if (zel_access(temporary.text(), F_OK) != 0) return false;
+  CFileLock lock;
+  return lock.Try(m_tablePath, LOCK_SH) == LockResult::kBusy;
 }
 
 int CTable::SetValues(const char* id, CStoredFields& fields) {

@@ -4,7 +4,7 @@
 #include <kivdb/table.h>
 #include <unistd.h>
 
-#include "base/lock.h"
+#include "core/locked.h"
 #include "core/walk.h"
 #include "table/entry.h"
 
@@ -20,8 +20,8 @@ int CTable::clear() {
 // unlinked, such as a directory, stays without notice.
 int CTable::RemoveEntries(bool (*isChosen)(const char* name), int failure) {
   if (!RequireMutex()) return kInvalid;
-  if (!OpenCursor()) return failure;
-  return WithLock(m_mutex, [&]() -> int {
+  return Change(m_mutex, m_tablePath, [&]() -> int {
+    if (!OpenCursor()) return failure;
     const WalkResult walk = WalkEntries(m_dirIterator, [&](const char* name) {
       if (isChosen(name)) unlinkat(m_dirIterator.Descriptor(), name, 0);
       return true;

@@ -13,6 +13,7 @@
 
 #include "base/lock.h"
 #include "core/first_line.h"
+#include "core/locked.h"
 #include "core/log.h"
 #include "core/no_throw.h"
 #include "core/null_text.h"
@@ -87,7 +88,7 @@ const char* CTable::name() const { return m_name.c_str(); }
 // False, with its line, when there is none.
 bool CTable::RequireMutex() const {
   if (m_mutex != nullptr) return true;
-  KIVDB_ERROR(kInvalid, "Thread lock is not acquired, cannot proceed!");
+  LockError();
   return false;
 }
 
@@ -96,10 +97,9 @@ bool CTable::RequireMutex() const {
 bool CTable::BuildPaths() {
   const char* root = m_dbPath.c_str();
   const char* name = m_name.c_str();
-  const bool isTable = IsPathComponent(name);
-  SetPaths(isTable ? CPath(root, kDataDirectory, name).text() : "",
+  SetPaths(TablePath(root, name).text(),
            CPath(root, kSchemaDirectory, name).text());
-  return isTable;
+  return m_tablePath[0] != '\0';
 }
 
 // A cursor goes on with its names, but no longer shows where their files are.

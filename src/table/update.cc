@@ -8,14 +8,15 @@
 #include <cstring>
 #include <vector>
 
-#include "base/lock.h"
 #include "core/heap_text.h"
+#include "core/locked.h"
 #include "core/log.h"
 #include "core/no_throw.h"
 #include "core/null_text.h"
 #include "core/path.h"
 #include "core/text_buffer.h"
 #include "table/content.h"
+#include "table/source.h"
 #include "table/stored_fields.h"
 #include "zel.h"
 
@@ -28,12 +29,12 @@ int CTable::updateRecord(const char* id, const char* text) {
   if (!RequireMutex()) return kInvalid;
   const CRecordPath path(m_tablePath, id);
   return NoThrow([&] {
-    return WithLock(m_mutex, [&]() -> int {
+    return Change(m_mutex, m_tablePath, [&]() -> int {
       if (!path.IsRecord() || zel_access(path.text(), F_OK) != 0) {
         return KIVDB_FAIL(kNotFound, "file not found [%s]", path.text());
       }
       CStoredFields fields;
-      const int status = LoadRecord(id, false, fields);
+      const int status = LoadRecord(id, Source::kChange, fields);
       return status == kOk ? MergeAndSave(path.text(), fields, text) : status;
     });
   });
@@ -41,7 +42,7 @@ int CTable::updateRecord(const char* id, const char* text) {
 
 // Applies the update text to the record just read and saves it.  Values that
 // the text does not name are written back as they are stored, with their
-// escapes and at full length.  The mutex is held.  Throws std::bad_alloc.
+// escapes and at full length.  The table is locked.  Throws std::bad_alloc.
 int CTable::MergeAndSave(const char* path, const CStoredFields& fields,
                          const char* text) {
   std::vector<bool> named(m_columns.size(), false);
@@ -99,8 +100,10 @@ int CTable::deleteRecord(const char* id) {
   if (!RequireMutex()) return kInvalid;
   const CRecordPath path(m_tablePath, id);
   if (!path.IsRecord()) return kOk;
-  WithLock(m_mutex, [&] { return unlink(path.text()); });
-  return kOk;
+  return Change(m_mutex, m_tablePath, [&]() -> int {
+    unlink(path.text());
+    return kOk;
+  });
 }
 
 }  // namespace KivDB
