@@ -10,6 +10,8 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <pthread.h>
+#include <sys/file.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -45,12 +47,13 @@ bool Enter(const char* call) {
     return false;
   }
   if (plan.pass-- > 0 || plan.fails-- <= 0) return false;
+  if (plan.hook != nullptr) return (plan.hook(), false);
   errno = plan.error;
   return true;
 }
 
-// Notes a descriptor that a call works on; texts tell nothing.
-void Watch(const char* /*path*/) {}
+// Notes a descriptor that a call works on; texts and times tell nothing.
+void Watch(const void* /*argument*/) {}
 void Watch(int fd) {
   const int flags = fd > STDERR_FILENO ? fcntl(fd, F_GETFD) : FD_CLOEXEC;
   if ((flags & FD_CLOEXEC) == 0) ++plan.inherited;
@@ -99,8 +102,10 @@ REPLACE(int, close, (int a), (a), -1, false)
 REPLACE(DIR*, opendir, (const char* a), (a), nullptr, false)
 REPLACE(int, closedir, (DIR * a), (a), -1, false)
 REPLACE(dirent*, readdir, (DIR * a), (a), nullptr, false)
+REPLACE(int, nanosleep, (const timespec* a, timespec* b), (a, b), -1, false)
 REPLACE(int, rename, (const char* a, const char* b), (a, b), -1, true)
 REPLACE(int, unlink, (const char* a), (a), -1, true)
+REPLACE(int, flock, (int a, int b), (a, b), -1, true)
 REPLACE(int, unlinkat, (int a, const char* b, int c), (a, b, c), -1, true)
 
 int fsync(int fd) {

@@ -17,7 +17,8 @@ struct Plan {
   int fails = INT_MAX;            // so many times
   Action action = Action::kNone;  // taken from the call with this number on
   int at = 0;
-  int calls = 0;           // so far
+  void (*hook)() = nullptr;  // instead of failing, called before the call
+  int calls = 0;             // so far
   int inherited = 0;       // calls with a descriptor that exec would keep open
   char synced[8192] = {};  // what was forced to disk, a line each
 };

@@ -63,6 +63,12 @@ inline std::string Mode(const std::string& file) {
   return text.str();
 }
 
+template <typename Result>
+bool IsReadySoon(const std::future<Result>& future) {
+  return future.wait_for(std::chrono::milliseconds(40)) ==
+         std::future_status::ready;
+}
+
 // The names in a directory, sorted, each with a blank behind it.
 inline std::string List(const std::string& directory) {
   std::set<std::string> names;
