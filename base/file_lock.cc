@@ -30,7 +30,7 @@ LockResult Flock(int fd, int operation) {
 
 thread_local CFileLock* CFileLock::m_notes = nullptr;
 
-// Whether the thread holds the directory.  Costs nothing where it holds none.
+// Whether the thread shares the directory.  Costs nothing where it shares none.
 bool CFileLock::IsOwn(int fd) {
   struct stat opened;
   if (m_notes == nullptr || fstat(fd, &opened) != 0) return false;
@@ -55,11 +55,7 @@ LockResult CFileLock::Try(const char* directory, int operation) {
     return LockResult::kHeld;
   }
   const LockResult result = TryOpened(directory, operation);
-  if (result == LockResult::kHeld) {
-    TakeNote();
-  } else {
-    Close();
-  }
+  if (result != LockResult::kHeld) Close();
   return result;
 }
 
@@ -79,7 +75,8 @@ LockResult CFileLock::TryOpened(const char* directory, int operation) {
   return LockResult::kBusy;
 }
 
-void CFileLock::TakeNote() {
+void CFileLock::Share() {
+  if (m_fd < 0) return;  // another lock of this thread is shared
   m_process = getpid();
   m_next = m_notes;
   m_notes = this;
@@ -94,13 +91,14 @@ void CFileLock::DropNote() {
 void CFileLock::Close() {
   close(m_fd);
   m_fd = -1;
+  m_process = 0;
 }
 
 void CFileLock::Release() {
   if (m_fd < 0) return;
   const CCancellationHold hold;
-  DropNote();
-  if (m_process == getpid()) Flock(m_fd, LOCK_UN);
+  if (m_process != 0) DropNote();
+  if (m_process == 0 || m_process == getpid()) Flock(m_fd, LOCK_UN);
   Close();
 }
 

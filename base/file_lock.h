@@ -15,8 +15,8 @@ enum class LockResult {
 };
 
 // A lock on a directory with a descriptor of its own.  Every other such lock is
-// kept out, in this process as well, but for those of the same thread: a thread
-// that holds a directory is given it again.
+// kept out, in this process as well.  When it is shared, those of the same
+// thread are let in.
 //
 // Belongs to one thread: a forked child has no part in it.  Nothing here is a
 // cancellation point.
@@ -30,6 +30,9 @@ class CFileLock {
   // One attempt, without waiting.  operation is LOCK_EX or LOCK_SH.
   LockResult Try(const char* directory, int operation);
 
+  // Lets other locks of this thread in, from now on.
+  void Share();
+
   // Unlocks before it closes: a forked child has the descriptor, too.
   void Release();
 
@@ -38,14 +41,13 @@ class CFileLock {
 
   static bool IsOwn(int fd);
   LockResult TryOpened(const char* directory, int operation);
-  void TakeNote();
   void DropNote();
   void Close();
 
   static thread_local CFileLock* m_notes;  // of the locks that the thread holds
 
   int m_fd = -1;
-  pid_t m_process = 0;
+  pid_t m_process = 0;  // that shares it; 0: none
   dev_t m_device = 0;
   ino_t m_inode = 0;
   CFileLock* m_next = nullptr;

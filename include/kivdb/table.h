@@ -278,8 +278,8 @@ class KIVDB_EXPORT CTable {
   KIVDB_LOCAL int StepTo(const CCondition* condition, bool isFirst);
   KIVDB_LOCAL int ScanForMatch(const CCondition* condition, CSharedLock* names);
   KIVDB_LOCAL bool IsSaveAtWork(const char* name) const;
-  KIVDB_LOCAL bool IsRemoved(const char* temporary, char* id,
-                             std::size_t size) const;
+  KIVDB_LOCAL const char* RecordOf(const char* name, char* saved,
+                                   std::size_t size) const;
   KIVDB_LOCAL int HandOut(std::vector<CColumn*>& columns) const;
   KIVDB_LOCAL bool OpenCursor();
   KIVDB_LOCAL bool FindHighestId(unsigned int& highest);

@@ -27,6 +27,7 @@ LockResult TakeLock(CFileLock& lock, const char* directory) {
   do {
     got = lock.Try(directory, LOCK_EX);
   } while (got == LockResult::kBusy && wait.Pause());
+  lock.Share();
   if (got == LockResult::kHeld || got == LockResult::kNone) return got;
   LockError();
   return LockResult::kFailed;

@@ -20,8 +20,8 @@ constexpr unsigned int kReaderWait = 100;
 // Logs that there is no lock, and gives kInvalid.
 int LockError();
 
-// Waits for the lock as long as LockWait() allows.  kHeld; kNone where there is
-// none to be had; kFailed, logged.
+// Waits for the lock as long as LockWait() allows and shares it.  kHeld; kNone
+// where there is none to be had; kFailed, logged.
 LockResult TakeLock(CFileLock& lock, const char* directory);
 
 // Waits for a shared lock as long as reading does.

@@ -73,13 +73,10 @@ int CTable::ScanForMatch(const CCondition* condition, CSharedLock* names) {
   const Source source = m_cursorIsOwn ? Source::kCursor : Source::kPath;
   const WalkResult walk = WalkEntries(m_dirIterator, [&](const char* name) {
     if (names != nullptr) names->Release();
-    if (LogIfMarker(name)) return true;
     char saved[NAME_MAX + 1];
-    if (IsSaveAtWork(name)) {
-      if (!IsRemoved(name, saved, sizeof(saved))) return true;
-      name = saved;
-    }
-    const bool found = LoadRecord(name, source, fields) == kOk &&
+    const bool isPlain = std::strchr(name, '.') == nullptr;  // as most names
+    const char* id = isPlain ? name : RecordOf(name, saved, sizeof(saved));
+    const bool found = id != nullptr && LoadRecord(id, source, fields) == kOk &&
                        (condition == nullptr || condition->Matches(m_columns));
     return !found;
   });
@@ -97,14 +94,20 @@ bool CTable::IsSaveAtWork(const char* name) const {
                    AT_SYMLINK_NOFOLLOW) != 0;
 }
 
-// Gives the id whose temporary file this is.  True when the record itself is
-// not there: it may have gone before its name could be read.
-bool CTable::IsRemoved(const char* temporary, char* id,
-                       std::size_t size) const {
-  zelstrncpy(id, temporary, size,
-             std::strlen(temporary) - std::strlen(kTemporarySuffix));
-  return faccessat(m_dirIterator.Descriptor(), id, F_OK, AT_SYMLINK_NOFOLLOW) !=
-         0;
+// The id of the record that the entry stands for, or null: for a marker, with
+// its line, and for the temporary file of a save at work.  Where the record of
+// the latter is not there, it may have gone before its name could be read: the
+// id, in saved, is its own.
+const char* CTable::RecordOf(const char* name, char* saved,
+                             std::size_t size) const {
+  if (LogIfMarker(name)) return nullptr;
+  if (!IsSaveAtWork(name)) return name;
+  zelstrncpy(saved, name, size,
+             std::strlen(name) - std::strlen(kTemporarySuffix));
+  const int directory = m_dirIterator.Descriptor();
+  const bool isThere =
+      faccessat(directory, saved, F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+  return isThere ? nullptr : saved;
 }
 
 int CTable::ListRecordsStart(std::vector<CColumn*>& columns,
