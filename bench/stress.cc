@@ -182,7 +182,7 @@ void Work(CBoard& board, const std::string& directory, int process) {
 
 bool IsTemporary(const fs::path& path) { return path.extension() == ".tmp"; }
 
-int List(CTable& table, std::set<std::string>& ids) {
+int List(CTable& table, std::multiset<std::string>& ids) {
   std::vector<KivDB::CColumn*> columns;
   int status = table.ListRecordsStart(columns, nullptr);
   while (status == kOk) {
@@ -192,9 +192,10 @@ int List(CTable& table, std::set<std::string>& ids) {
   return status == KivDB::kNoRecord ? kOk : status;
 }
 
-void JudgeListing(CBoard& board, const std::set<std::string>& ids) {
+void JudgeListing(CBoard& board, const std::multiset<std::string>& ids) {
   for (int id = 1; id <= kShared; ++id) {
-    if (ids.count(std::to_string(id)) == 0) board.Report(kMissed, id);
+    const std::size_t times = ids.count(std::to_string(id));
+    if (times != 1) board.Report(times == 0 ? kMissed : kRepeated, id);
   }
   for (const std::string& id : ids) {
     if (IsTemporary(id)) board.Report(kTemporary, std::stoi(id));
@@ -204,7 +205,7 @@ void JudgeListing(CBoard& board, const std::set<std::string>& ids) {
 // Reads in all ways, and judges what came when no kill came in between.
 void Look(CBoard& board, CTable& table) {
   const unsigned int epoch = board.epoch;
-  std::set<std::string> ids;
+  std::multiset<std::string> ids;
   const int listed = List(table, ids);
   const int id = 1 + Below(kShared);
   const int read = table.readRecord(std::to_string(id).c_str());

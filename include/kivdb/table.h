@@ -269,7 +269,7 @@ class KIVDB_EXPORT CTable {
                              CStoredFields& fields);
   KIVDB_LOCAL ReadResult ReadStored(const char* id, Source source,
                                     CStoredFields& fields);
-  KIVDB_LOCAL bool IsBeingSaved(const char* id) const;
+  KIVDB_LOCAL bool HasTemporary(const char* id) const;
   KIVDB_LOCAL int SetValues(const char* id, CStoredFields& fields);
   KIVDB_LOCAL std::vector<CColumn*>::const_iterator FindColumn(
       const char* key) const;

@@ -44,8 +44,9 @@ int CTable::LoadRecord(const char* id, Source source, CStoredFields& fields) {
       []() -> int { return kNoMemory; });
 }
 
-// A save removes the old file before it renames the new one: where somebody
-// else is at that, the record will be back at once.
+// A save removes the old file before it renames the new one.  So a record that
+// is missing is looked for under the lock, or, while somebody else has that and
+// the new file is there, again and again.
 ReadResult CTable::ReadStored(const char* id, Source source,
                               CStoredFields& fields) {
   const std::size_t count = m_columns.empty() ? 0 : m_columns.size() - 1;
@@ -56,24 +57,24 @@ ReadResult CTable::ReadStored(const char* id, Source source,
     return fields.Read(AT_FDCWD, CPath(m_tablePath, id).text(), count);
   };
   ReadResult result = read();
-  if (result != ReadResult::kMissing || source == Source::kChange) {
-    return result;
-  }
+  if (source == Source::kChange) return result;
   CLockWait wait(kReaderWait, true);
-  while (IsBeingSaved(id) && wait.Pause()) {
+  while (result == ReadResult::kMissing) {
+    CFileLock lock;
+    const bool isBusy = lock.Try(m_tablePath, LOCK_SH) == LockResult::kBusy;
+    const bool wasThere = isBusy && HasTemporary(id);
     result = read();
-    if (result != ReadResult::kMissing) return result;
+    if (result != ReadResult::kMissing) break;
+    const bool isBeingSaved = wasThere || (isBusy && HasTemporary(id));
+    if (!isBeingSaved || !wait.Pause()) break;
   }
-  return read();
+  return result;
 }
 
-// Whether another one's change is at work, and the record's new file there.
-bool CTable::IsBeingSaved(const char* id) const {
+bool CTable::HasTemporary(const char* id) const {
   CPath temporary(m_tablePath, id);
   temporary.Append(kTemporarySuffix);
-  if (zel_access(temporary.text(), F_OK) != 0) return false;
-  CFileLock lock;
-  return lock.Try(m_tablePath, LOCK_SH) == LockResult::kBusy;
+  return zel_access(temporary.text(), F_OK) == 0;
 }
 
 int CTable::SetValues(const char* id, CStoredFields& fields) {
