@@ -101,8 +101,9 @@ class KIVDB_EXPORT CTable {
   // kBadRecord when it has too few fields: the columns before the missing ones
   // are set then.  All are logged.
   //
-  // Takes no lock.  A save has a moment without the record's file: where one is
-  // at work, the record is looked for again, for 100 ms at most.
+  // Takes no mutex.  A save has a moment without the record's file: a record
+  // that is missing is looked for again under the lock, which takes 100 ms at
+  // most.
   int readRecord(const char* id);
 
   // The column of that name, or null.  The table keeps it until its schema is
@@ -269,7 +270,6 @@ class KIVDB_EXPORT CTable {
                              CStoredFields& fields);
   KIVDB_LOCAL ReadResult ReadStored(const char* id, Source source,
                                     CStoredFields& fields);
-  KIVDB_LOCAL bool HasTemporary(const char* id) const;
   KIVDB_LOCAL int SetValues(const char* id, CStoredFields& fields);
   KIVDB_LOCAL std::vector<CColumn*>::const_iterator FindColumn(
       const char* key) const;

@@ -44,9 +44,9 @@ int CTable::LoadRecord(const char* id, Source source, CStoredFields& fields) {
       []() -> int { return kNoMemory; });
 }
 
-// A save removes the old file before it renames the new one.  So a record that
-// is missing is looked for under the lock, or, while somebody else has that and
-// the new file is there, again and again.
+// A save removes the old file before it renames the new one.  So a record is
+// missing only when it is so under the lock, or when waiting for that has taken
+// too long.
 ReadResult CTable::ReadStored(const char* id, Source source,
                               CStoredFields& fields) {
   const std::size_t count = m_columns.empty() ? 0 : m_columns.size() - 1;
@@ -61,20 +61,12 @@ ReadResult CTable::ReadStored(const char* id, Source source,
   CLockWait wait(kReaderWait, true);
   while (result == ReadResult::kMissing) {
     CFileLock lock;
-    const bool isBusy = lock.Try(m_tablePath, LOCK_SH) == LockResult::kBusy;
-    const bool wasThere = isBusy && HasTemporary(id);
+    const LockResult got = lock.Try(m_tablePath, LOCK_SH);
     result = read();
-    if (result != ReadResult::kMissing) break;
-    const bool isBeingSaved = wasThere || (isBusy && HasTemporary(id));
-    if (!isBeingSaved || !wait.Pause()) break;
+    if (result != ReadResult::kMissing || got != LockResult::kBusy) break;
+    if (!wait.Pause()) break;
   }
   return result;
-}
-
-bool CTable::HasTemporary(const char* id) const {
-  CPath temporary(m_tablePath, id);
-  temporary.Append(kTemporarySuffix);
-  return zel_access(temporary.text(), F_OK) == 0;
 }
 
 int CTable::SetValues(const char* id, CStoredFields& fields) {
