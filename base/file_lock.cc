@@ -45,7 +45,7 @@ bool CFileLock::IsOwn(int fd) {
 LockResult CFileLock::Try(const char* directory, int operation) {
   Release();
   const CCancellationHold hold;
-  m_fd = open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  m_fd = openat(AT_FDCWD, directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (m_fd < 0) {
     const bool isFull = errno == EMFILE || errno == ENFILE || errno == ENOMEM;
     return isFull ? LockResult::kFailed : LockResult::kNone;

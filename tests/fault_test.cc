@@ -173,19 +173,49 @@ TEST_F(FaultTest, FailedSaveLeavesWhatItSays) {
   plan = {};
 }
 
-// What flock says, and what becomes of a deletion.
+// What the system says of a lock, and what becomes of a deletion.
 TEST_F(FaultTest, LocksWhereThereAreLocks) {
-  for (const auto& [error, status] : {std::pair(EINTR, kOk),
-                                      {EOPNOTSUPP, kOk},
-                                      {EBADF, kOk},
-                                      {EWOULDBLOCK, kOk},
-                                      {ENOLCK, kInvalid}}) {
+  for (const auto& [call, error, status] :
+       {std::tuple("flock", EOPNOTSUPP, kOk),
+        {"flock", EBADF, kOk},
+        {"flock", EWOULDBLOCK, kOk},
+        {"flock", ENOLCK, kInvalid},
+        {"openat", EMFILE, kInvalid},
+        {"openat", EACCES, kOk}}) {
     Reset();
-    Fail("flock", error, 0, 1);
+    Fail(call, error, 0, 1);
     EXPECT_EQ(status, m_table.deleteRecord("7")) << error;
     plan = {};
     EXPECT_EQ(status == kOk ? "" : "7 ", List("kiv/database/hosts"));
   }
+  Reset();
+  const int fd = open("kiv/database/hosts", O_RDONLY | O_CLOEXEC);
+  ASSERT_EQ(0, flock(fd, LOCK_EX));
+  SetLockWait(0);
+  Fail("flock", EINTR, 0, 1);  // and then it is busy
+  EXPECT_EQ(kInvalid, m_table.deleteRecord("7"));
+  plan = {};
+  SetLockWait(15000);
+  close(fd);
+}
+
+// The directory is exchanged before its lock is had: that of the new one
+// counts.
+TEST_F(FaultTest, LocksTheDirectoryThatThePathNames) {
+  static int calls;
+  Reset();
+  Put("kiv/database/new/7", "new|1|");
+  calls = 0;
+  Fail("flock", 0);
+  plan.hook = [] {
+    if (calls++ > 0) return;
+    EXPECT_EQ(0, renameat2(AT_FDCWD, "kiv/database/new", AT_FDCWD,
+                           "kiv/database/hosts", RENAME_EXCHANGE));
+  };
+  EXPECT_EQ(kOk, m_table.deleteRecord("7"));
+  plan = {};
+  EXPECT_EQ(4, calls) << "each is locked and unlocked";
+  EXPECT_EQ("7 ", List("kiv/database/new") + List("kiv/database/hosts"));
 }
 
 // A thread that waits holds nothing: others read on, and it can be cancelled.

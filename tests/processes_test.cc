@@ -139,11 +139,11 @@ TEST_F(ProcessesTest, WaitForWhatIsThere) {
   pid_t child = 0;
   int status = 0;
   {
-    const CTableLock lock(m_table);
-    ASSERT_TRUE(lock.isHeld());
+    auto lock = std::make_unique<CTableLock>(m_table);
+    ASSERT_TRUE(lock->isHeld());
     child = fork();
     if (child == 0) {
-      { const CTableLock own(m_table); }
+      lock.reset();
       if (m_table.deleteRecord("7") == kInvalid) raise(SIGSTOP);
       _exit(1);
     }
