@@ -22,8 +22,8 @@ struct Opened : CKivDatabase {
 std::string ReadAll(const std::string& root) {
   CTable table(root.c_str(), "hosts");
   EXPECT_EQ(kOk, table.Open());
-  const int count = table.records();
   EXPECT_EQ(kOk, table.readRecord("7"));
+  const int count = table.records();
   std::set<std::string> rows;
   int status = table.ListRecordsStart(nullptr);
   for (; status == kOk; status = table.ListRecordsNext(nullptr)) {
