@@ -40,7 +40,8 @@ medians of the rounds' ratios.
 
 - floor: the fewest system calls that the same files on disk ask for, with
   buffers that are used again.
-- library: used as a host uses it, on the floor's files.
+- library: used as a host uses it, on the floor's files.  A change also takes the
+  table's lock between processes, which the floor does not.
 - SQLite: prepared statements, synchronous=FULL, `id` the primary key and no
   other index.  Each add, update and delete is one transaction, which is on
   disk when it ends, and so is a whole create; the library and the floor force

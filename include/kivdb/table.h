@@ -41,11 +41,12 @@ enum class Source;
 // deleteRecord, recover and clear hold the table's lock as well, which keeps
 // out other processes and tables made without copying (see <kivdb/lock.h>);
 // they give kInvalid (logged) when they do not get it within LockWait()
-// milliseconds.  The values of the current record are not
-// locked between calls, and a table has one cursor: run at most one of
-// ListRecords*, GetRecord, the GetVal* by id, records, get_max_id, addRecord
-// with an id pointer, recover and clear at a time on one table object (calls of
-// addRecord among themselves may overlap).
+// milliseconds.
+//
+// The values of the current record are not locked between calls, and a table
+// has one cursor: run at most one of ListRecords*, GetRecord, the GetVal* by
+// id, records, get_max_id, addRecord with an id pointer, recover and clear at a
+// time on one table object (calls of addRecord among themselves may overlap).
 // Construction, copying, assignment, destruction and Open need the table for
 // themselves.  A thread may be cancelled in any operation; it leaves no lock,
 // descriptor or memory behind.
