@@ -44,6 +44,11 @@ TEST_F(CreateTest, MakesTablesAndTheirFirstRecords) {
                         "rec_1 = 1,{{$kivhost}}\n",
                         0, "{{$kivid}}{{$kivversion}}"));
   EXPECT_EQ("{{$kivid}}1.0|", Get("kiv/database/t/1")) << "one after another";
+  const std::string host(1023, 'h');
+  EXPECT_EQ(kOk, Create("[first]\n[t]\nschema = id[int]|x[int]\n"
+                        "rec_1 = 1,{{$kivhost}}\n",
+                        0, (host + "cut").c_str()));
+  EXPECT_EQ(host + "|", Get("kiv/database/t/1"));
 }
 
 TEST_F(CreateTest, StopsAtTheFirstBadSectionAndKeepsTheTablesBefore) {
