@@ -10,8 +10,6 @@
 
 #include <cerrno>
 
-#include "base/cancellation.h"
-
 namespace KivDB {
 namespace {
 
@@ -44,39 +42,38 @@ bool CFileLock::IsOwn(int fd) {
 
 LockResult CFileLock::Try(const char* directory, int operation) {
   Release();
-  const CCancellationHold hold;
-  m_fd = openat(AT_FDCWD, directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (m_fd < 0) {
+  m_directory.emplace(directory, O_RDONLY | O_DIRECTORY);
+  LockResult result = LockResult::kHeld;
+  if (!m_directory->IsOpen()) {
     const bool isFull = errno == EMFILE || errno == ENFILE || errno == ENOMEM;
-    return isFull ? LockResult::kFailed : LockResult::kNone;
+    result = isFull ? LockResult::kFailed : LockResult::kNone;
+  } else if (!IsOwn(m_directory->Get())) {
+    result = TryOpened(directory, operation);
+    if (result == LockResult::kHeld) return result;
   }
-  if (IsOwn(m_fd)) {
-    Close();
-    return LockResult::kHeld;
-  }
-  const LockResult result = TryOpened(directory, operation);
-  if (result != LockResult::kHeld) Close();
+  m_directory.reset();
   return result;
 }
 
 // The name may by now be that of another directory.
 LockResult CFileLock::TryOpened(const char* directory, int operation) {
-  const LockResult result = Flock(m_fd, operation);
+  const int fd = m_directory->Get();
+  const LockResult result = Flock(fd, operation);
   if (result != LockResult::kHeld) return result;
   struct stat opened;
   struct stat named;
-  if (fstat(m_fd, &opened) == 0 && stat(directory, &named) == 0 &&
+  if (fstat(fd, &opened) == 0 && stat(directory, &named) == 0 &&
       named.st_dev == opened.st_dev && named.st_ino == opened.st_ino) {
     m_device = opened.st_dev;
     m_inode = opened.st_ino;
     return LockResult::kHeld;
   }
-  Flock(m_fd, LOCK_UN);
+  Flock(fd, LOCK_UN);
   return LockResult::kBusy;
 }
 
 void CFileLock::Share() {
-  if (m_fd < 0) return;  // another lock of this thread is shared
+  if (!m_directory) return;  // another lock of this thread is shared
   m_process = getpid();
   m_next = m_notes;
   m_notes = this;
@@ -88,18 +85,14 @@ void CFileLock::DropNote() {
   if (*at == this) *at = m_next;
 }
 
-void CFileLock::Close() {
-  close(m_fd);
-  m_fd = -1;
-  m_process = 0;
-}
-
 void CFileLock::Release() {
-  if (m_fd < 0) return;
-  const CCancellationHold hold;
+  if (!m_directory) return;
   if (m_process != 0) DropNote();
-  if (m_process == 0 || m_process == getpid()) Flock(m_fd, LOCK_UN);
-  Close();
+  if (m_process == 0 || m_process == getpid()) {
+    Flock(m_directory->Get(), LOCK_UN);
+  }
+  m_process = 0;
+  m_directory.reset();
 }
 
 LockResult CSharedLock::Try(int fd) {

@@ -5,6 +5,10 @@
 
 #include <sys/types.h>
 
+#include <optional>
+
+#include "base/descriptor.h"
+
 namespace KivDB {
 
 enum class LockResult {
@@ -13,6 +17,11 @@ enum class LockResult {
   kNone,    // there is none: no such directory, no right, or no locks at all
   kFailed,  // the system had no room for one
 };
+
+// Whether what the lock is for may be done.
+inline bool IsFree(LockResult result) {
+  return result == LockResult::kHeld || result == LockResult::kNone;
+}
 
 // A lock on a directory with a descriptor of its own.  Every other such lock is
 // kept out, in this process as well.  When it is shared, those of the same
@@ -42,12 +51,11 @@ class CFileLock {
   static bool IsOwn(int fd);
   LockResult TryOpened(const char* directory, int operation);
   void DropNote();
-  void Close();
 
   static thread_local CFileLock* m_notes;  // of the locks that the thread holds
 
-  int m_fd = -1;
-  pid_t m_process = 0;  // that shares it; 0: none
+  std::optional<CDescriptor> m_directory;  // there while the lock is held
+  pid_t m_process = 0;                     // that shares it; 0: none
   dev_t m_device = 0;
   ino_t m_inode = 0;
   CFileLock* m_next = nullptr;

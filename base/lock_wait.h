@@ -14,7 +14,7 @@ class CLockWait {
       : m_limit(milliseconds), m_isHasty(isHasty) {}
 
   // Sleeps between two attempts, longer the longer the wait has been.  False at
-  // once when the time is over.  A cancellation point: hold nothing.
+  // once when the time is over.  A cancellation point.
   bool Pause();
 
  private:

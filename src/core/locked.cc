@@ -28,7 +28,7 @@ LockResult TakeLock(CFileLock& lock, const char* directory) {
     got = lock.Try(directory, LOCK_EX);
   } while (got == LockResult::kBusy && wait.Pause());
   lock.Share();
-  if (got == LockResult::kHeld || got == LockResult::kNone) return got;
+  if (IsFree(got)) return got;
   LockError();
   return LockResult::kFailed;
 }

@@ -39,10 +39,9 @@ int Change(pthread_mutex_t* mutex, const char* directory, Body body) {
     const int status = WithLock(mutex, [&]() -> int {
       CFileLock lock;
       got = lock.Try(directory, LOCK_EX);
-      const bool isFree = got == LockResult::kHeld || got == LockResult::kNone;
-      return isFree ? body() : kInvalid;
+      return IsFree(got) ? body() : kInvalid;
     });
-    if (got == LockResult::kHeld || got == LockResult::kNone) return status;
+    if (IsFree(got)) return status;
     if (got == LockResult::kFailed || !wait.Pause()) return LockError();
   }
 }
