@@ -52,7 +52,8 @@ ZEL_EXPORT int InifileGetValueA(const char* section, const char* key, char* out,
 ZEL_EXPORT char* StringGetNextA(char** cursor, char separator);
 
 // Writes input into output with its escape sequences undone, cut to capacity
-// bytes with the terminator.  Returns output.
+// bytes with the terminator.  Returns output.  What KivDB escapes is undone:
+// "\\", "\n", "\r", "\t" and "\xHH".
 ZEL_EXPORT char* StringUnescapeA(const char* input, char* output,
                                  size_t capacity);
 

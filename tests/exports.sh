@@ -1,12 +1,12 @@
 #!/bin/sh
 # Fails when a shared library exports nothing, a name that is not KivDB's, or a
-# private member of a header's class: tests/exports.sh NM LIBRARY HEADER ...
+# hidden member of a header's class: tests/exports.sh NM LIBRARY HEADER ...
 
 names=$("$1" -D --defined-only "$2" | sed 's/.* //')
 shift 2
 private=$(awk '
-  /^class.* \{$/ { class = $(NF - 1) }
-  /^ private:/ { hidden = 1 }
+  /^class.* \{$/ { sub(/ :.*/, " {"); class = $(NF - 1) }
+  /^ (protected|private):/ { hidden = 1 }
   /^\};/ { hidden = 0 }
   hidden && match($0, /[A-Za-z_]+(\(|;)/) {
     print "KivDB::" class "::" substr($0, RSTART, RLENGTH - 1)

@@ -79,6 +79,23 @@ class FaultTest : public TableTest {
     return status;
   }
 
+  // A listing and a builder; only constructors throw.
+  int Loop() {
+    try {
+      CConditionText condition;
+      condition.Equals("size", 1).Equals("name", "old").Equals("id", 7);
+      CListing listing(m_table, condition);
+      for (const CRow& row : listing) {
+        const bool isWhole = row.values().size() == row.size();
+        EXPECT_TRUE(isWhole || kept == std::string("18 no memory"));
+        if (!isWhole) return kNoMemory;
+      }
+      return listing.status();
+    } catch (const std::bad_alloc&) {
+      return kNoMemory;
+    }
+  }
+
   int Match(const char* condition) {
     const int status = m_table.readRecord("7");
     if (status != kOk) return status;
@@ -107,6 +124,7 @@ class FaultTest : public TableTest {
       {"read", [&] { return Read("7"); }},
       {"read long", [&] { return m_other.readRecord("1"); }},
       {"list", [&] { return m_table.ListRecordsStart(m_columns, "size=1"); }},
+      {"loop", [&] { return Loop(); }},
       {"count", [&] { return m_table.records() < 0 ? kInvalid : kOk; }},
       {"delete", [&] { return m_table.deleteRecord("7"); }},
       {"recover", [&] { return m_table.recover(); }},
@@ -453,6 +471,35 @@ TEST_F(FaultTest, SchemaWithoutMemoryHasOneRule) {
       EXPECT_STREQ("18 no memory", kept);
     }
   }
+}
+
+// A builder is refused, and the functions give what they say.
+TEST_F(FaultTest, TextsWithoutMemoryDoNoHarm) {
+  ZelSetSink(KeepLine);
+  const std::string value(100, 'v');
+  const CUpdateText whole = CUpdateText().Set("name", value);
+  CUpdateText copy;
+  const auto unless = [&](const std::string& text) {
+    return text == value ? "" : text.empty() ? "none" : text;
+  };
+  const std::pair<std::function<std::string()>, std::string> kTexts[] = {
+      {[&] { return CRecordText("a").Add(value).error(); }, "no memory"},
+      {[&] { return (copy = whole).error(); }, "no memory"},
+      {[&] { return unless(Escape(value)); }, "?\n?"},
+      {[&] { return unless(Unescape(value)); }, "none"}};
+  for (const auto& [run, expected] : kTexts) {
+    int n = 0;
+    for (std::string got = expected; got == expected;) {
+      std::strcpy(kept, "");
+      StopAt(Action::kFailMemory, ++n);
+      got = run();
+      plan = {};
+      EXPECT_STREQ(got.empty() ? "" : "18 no memory", kept);
+      EXPECT_TRUE(got.empty() || got == expected) << got;
+    }
+    EXPECT_LT(1, n);
+  }
+  EXPECT_STREQ(whole.c_str(), copy.c_str());
 }
 
 // The first record makes room for the values of those that follow.

@@ -9,9 +9,13 @@
 #include <kivdb/column.h>
 #include <kivdb/database.h>
 #include <kivdb/dir_iterator.h>
+#include <kivdb/escape.h>
+#include <kivdb/listing.h>
 #include <kivdb/lock.h>
 #include <kivdb/status.h>
 #include <kivdb/table.h>
+#include <kivdb/texts.h>
 #include <kivdb/utils.h>
+#include <kivdb/version.h>
 
 #endif  // KIVDB_KIVDB_H_

@@ -3,6 +3,8 @@
 #ifndef KIVDB_STATUS_H_
 #define KIVDB_STATUS_H_
 
+#include <kivdb/export.h>
+
 namespace KivDB {
 
 // What an operation returns as its int result.  A failure has been logged by
@@ -32,6 +34,10 @@ enum Status : int {
   kNoReplacement = 19,  // a placeholder cannot be replaced
   kInvalid = 20,        // no mutex or lock, bad argument or value, failed save
 };
+
+// A few words for people: "no such record" for kNoRecord, "failed" for -1,
+// "unknown status" for what is none.  Never null.  From any thread.
+KIVDB_EXPORT const char* StatusText(int status);
 
 }  // namespace KivDB
 

@@ -257,6 +257,7 @@ class KIVDB_EXPORT CTable {
   int clear();
 
  private:
+  friend class CListing;
   friend class CTableLock;
 
   KIVDB_LOCAL void Assign(const CTable& other);
