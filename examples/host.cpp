@@ -14,177 +14,151 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <string>
-#include <vector>
 
-using KivDB::CColumn;
+using KivDB::CConditionText;
 using KivDB::CKivDatabase;
+using KivDB::CListing;
+using KivDB::CRecordText;
+using KivDB::CRow;
 using KivDB::CTable;
+using KivDB::CTableLock;
+using KivDB::CUpdateText;
+using KivDB::kOk;
 
 namespace {
 
-// Ends the program unless the operation succeeded.  The library has written a
-// line that says why to the log.
-void Check(int status, const std::string& what) {
-  if (status == KivDB::kOk) return;
-  std::fprintf(stderr, "%s failed with status %i\n", what.c_str(), status);
-  std::exit(EXIT_FAILURE);
+// Prints what failed, if anything did.  The library has written a line that
+// says more to the log.
+bool Succeeds(const char* what, int status) {
+  if (status == kOk) return true;
+  std::fprintf(stderr, "%s: %s\n", what, KivDB::StatusText(status));
+  return false;
 }
 
-// Escapes what has a meaning in record texts and conditions, so that any text
-// can be a value.  Reading undoes it.
-std::string Escape(const std::string& value) {
-  std::string escaped;
-  for (const char c : value) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte <= ' ' || std::string("\\|,=").find(c) != std::string::npos) {
-      char code[8];
-      std::snprintf(code, sizeof(code), "\\x%02x", byte);
-      escaped += code;
-    } else {
-      escaped += c;
+// Prints the records that meet the condition as "  table/id: value | value".
+bool Print(const CTable& table, const CConditionText& condition = {}) {
+  CListing listing(table, condition);
+  for (const CRow& row : listing) {
+    std::printf("  %s/%s:", table.name(), row.id());
+    for (std::size_t i = 1; i < row.size(); ++i) {
+      std::printf("%s %s", i > 1 ? " |" : "", row[i].data());
     }
+    std::printf("\n");
   }
-  return escaped;
+  return Succeeds("listing", listing.status());
 }
 
-// Prints a record as "  table/id: value | value".
-void PrintRecord(const CTable& table, const std::vector<CColumn*>& columns) {
-  std::printf("  %s/%s:", table.name(), columns[0]->data());
-  for (std::size_t i = 1; i < columns.size(); ++i) {
-    std::printf("%s %s", i > 1 ? " |" : "", columns[i]->data());
-  }
-  std::printf("\n");
-}
-
-// Prints the records that meet the condition; null stands for all.
-void PrintRecords(CTable& table, const char* condition) {
-  std::vector<CColumn*> columns;
-  int status = table.ListRecordsStart(columns, condition);
-  while (status == KivDB::kOk) {
-    PrintRecord(table, columns);
-    status = table.ListRecordsNext(columns, condition);
-  }
-  if (status != KivDB::kNoRecord) Check(status, "listing");
-}
-
-CTable& FindTable(CKivDatabase& database, const char* name) {
-  CTable* table = database.GetTable(name);
-  if (table != nullptr) return *table;
-  std::fprintf(stderr, "there is no table %s\n", name);
-  std::exit(EXIT_FAILURE);
-}
-
-void OpenDatabase(CKivDatabase& database, const char* creationFile,
-                  const char* root) {
+bool Open(CKivDatabase& database, const char* creationFile, const char* root) {
   std::printf("Opening the database below %s\n", root);
   int status = database.open(root);
   if (status == KivDB::kNoSchemaDirectory) {
     std::printf("  none there: creating it from %s\n", creationFile);
-    Check(database.Create(creationFile, 7, nullptr), "creating the database");
-    status = database.open();
+    status = database.Create(creationFile, 7, nullptr);
+    if (status == kOk) status = database.open();
   }
-  Check(status, "opening the database");
+  return Succeeds("opening the database", status);
 }
 
-// Adds one account of this machine, unless an earlier run has.
-void AddAccount(CTable& accounts, const passwd& account) {
-  const std::string name = Escape(account.pw_name);
-  const int found = accounts.ListRecordsStart(("name=" + name).c_str());
-  if (found == KivDB::kOk) return;
-  if (found != KivDB::kNoRecord) Check(found, "looking for an account");
+// Adds one account of this machine, unless an earlier run has.  Another process
+// that does the same waits for the lock.
+bool AddAccount(CTable& accounts, const passwd& account) {
+  const CTableLock lock(accounts);
+  if (!lock.isHeld()) return Succeeds("locking a table", KivDB::kInvalid);
+  CListing same(accounts, CConditionText().Equals("name", account.pw_name));
+  if (same.begin() != same.end()) return true;
+  if (!Succeeds("looking for an account", same.status())) return false;
 
-  // An empty last field would not count as one, so the numbers go last.
-  const std::string text = name + "," + Escape(account.pw_dir) + "," +
-                           Escape(account.pw_shell) + "," +
-                           std::to_string(account.pw_uid) + "," +
-                           std::to_string(account.pw_gid);
+  const CRecordText record(account.pw_name, account.pw_dir, account.pw_shell,
+                           account.pw_uid, account.pw_gid);
   int id = 0;
-  Check(accounts.addRecord(text.c_str(), &id, 0), "adding an account");
+  const int status = accounts.addRecord(record.c_str(), &id, 0);
+  if (!Succeeds("adding an account", status)) return false;
   std::printf("  added %s/%i: %s\n", accounts.name(), id, account.pw_name);
+  return true;
 }
 
-void AddAccounts(CTable& accounts) {
+bool AddAccounts(CTable& accounts) {
   std::printf("Adding the accounts of this machine\n");
+  bool ok = true;
   setpwent();
-  while (const passwd* account = getpwent()) AddAccount(accounts, *account);
+  while (const passwd* account = ok ? getpwent() : nullptr) {
+    ok = AddAccount(accounts, *account);
+  }
   endpwent();
   std::printf("  %i accounts in the table\n", accounts.records());
+  return ok;
 }
 
-void LookUp(CTable& services) {
-  std::printf("Looking up the service with the id 2\n");
-  std::vector<CColumn*> columns;
-  Check(services.GetRecord("2", columns), "looking up a service");
-  PrintRecord(services, columns);
+bool FindServices(CTable& services) {
+  std::printf("Services that are encrypted and use tcp\n");
+  CConditionText condition;
+  condition.Equals("protocol", "tcp").Equals("encrypted", "yes");
+  if (!Print(services, condition)) return false;
 
-  std::printf("The same without a search, and its values one by one\n");
-  Check(services.readRecord("2"), "reading a service");
+  std::printf("One whose id is known, without a search\n");
   char name[64];
   int port = 0;
-  Check(services.GetValStr("name", name, sizeof(name)), "getting the name");
-  Check(services.GetValInt("port", port), "getting the port");
+  int status = services.readRecord("2");
+  if (status == kOk) status = services.GetValStr("name", name, sizeof(name));
+  if (status == kOk) status = services.GetValInt("port", port);
+  if (!Succeeds("reading a service", status)) return false;
   std::printf("  %s listens on port %i\n", name, port);
+  return true;
 }
 
-void ReadSizes(CTable& sizes) {
-  std::printf("Reading a number beyond 32 bits by the id of its record\n");
-  long count = 0;
-  Check(sizes.GetValBigInt("3", "count", count), "getting a size");
-  std::printf("  there are %li ethernet addresses\n", count);
-}
-
-// What becomes of a record after it was added.
-void ChangeSetting(CTable& settings) {
+bool ChangeSetting(CTable& settings) {
   std::printf("Changing a setting\n");
-  Check(settings.updateRecord("4", "value = welcome"), "updating a setting");
-  std::vector<CColumn*> columns;
-  Check(settings.GetRecord("4", columns), "looking up a setting");
-  PrintRecord(settings, columns);
+  const CUpdateText update = CUpdateText().Set("value", "welcome");
+  const int status = settings.updateRecord("4", update.c_str());
+  return Succeeds("updating a setting", status) &&
+         Print(settings, CConditionText().Equals("id", 4));
 }
 
-void DeleteService(CTable& services, const char* id) {
-  Check(services.deleteRecord(id), "deleting a service");
-  std::printf("  deleted %s/%s\n", services.name(), id);
-}
-
-// Drops the table of sizes, which has served its purpose, if it is still there.
-void DropSizes(CKivDatabase& database) {
-  CTable* sizes = database.GetTable("sizes");
-  if (sizes == nullptr) return;
-  ReadSizes(*sizes);
-  std::printf("Emptying and dropping a table\n");
-  Check(sizes->clear(), "clearing a table");
-  Check(database.DropTable("sizes"), "dropping a table");
-  std::printf("  sizes is gone, and its directory with it\n");
-}
-
-void Run(CKivDatabase& database, const char* creationFile, const char* root) {
-  OpenDatabase(database, creationFile, root);
-
-  std::printf("Settings, with their placeholders filled in\n");
-  PrintRecords(FindTable(database, "settings"), nullptr);
-
-  CTable& accounts = FindTable(database, "accounts");
-  AddAccounts(accounts);
-  PrintRecords(accounts, nullptr);
-
-  CTable& services = FindTable(database, "services");
-  LookUp(services);
-  std::printf("Services that are encrypted and use tcp\n");
-  PrintRecords(services, "protocol=tcp,encrypted=yes");
-
-  ChangeSetting(FindTable(database, "settings"));
+bool DeleteServices(CTable& services) {
   std::printf("Deleting the services that nobody should use any more\n");
-  DeleteService(services, "1");
-  DeleteService(services, "3");
-  DropSizes(database);
-  std::printf("Removing marker entries from every table\n");
-  Check(database.recover(), "recovering the database");
-  std::printf("The services that remain: %i\n", services.records());
-  PrintRecords(services, nullptr);
+  for (const char* id : {"1", "3"}) {
+    const int status = services.deleteRecord(id);
+    if (!Succeeds("deleting a service", status)) return false;
+    std::printf("  deleted %s/%s\n", services.name(), id);
+  }
+  return true;
+}
 
+// Reads the table of sizes and drops it, if it is still there.
+bool DropSizes(CKivDatabase& database) {
+  CTable* sizes = database.GetTable("sizes");
+  if (sizes == nullptr) return true;
+  std::printf("Reading a number beyond 32 bits, and dropping its table\n");
+  CListing listing(*sizes, CConditionText().Equals("id", 3));
+  for (const CRow& row : listing) {
+    const auto count = row.Get<long>("count");
+    if (count) std::printf("  there are %li %s\n", *count, row["name"].data());
+  }
+  return Succeeds("listing", listing.status()) &&
+         Succeeds("clearing a table", sizes->clear()) &&
+         Succeeds("dropping a table", database.DropTable("sizes"));
+}
+
+bool Run(CKivDatabase& database, const char* creationFile, const char* root) {
+  if (!Open(database, creationFile, root)) return false;
+  CTable* settings = database.GetTable("settings");
+  CTable* accounts = database.GetTable("accounts");
+  CTable* services = database.GetTable("services");
+  if (settings == nullptr || accounts == nullptr || services == nullptr) {
+    return Succeeds("the tables of an appliance", KivDB::kNotFound);
+  }
+  std::printf("Settings, with their placeholders filled in\n");
+  if (!Print(*settings)) return false;
+  if (!AddAccounts(*accounts) || !Print(*accounts)) return false;
+  if (!FindServices(*services) || !ChangeSetting(*settings)) return false;
+  if (!DeleteServices(*services) || !DropSizes(database)) return false;
+
+  std::printf("Removing marker entries from every table\n");
+  if (!Succeeds("recovering", database.recover())) return false;
+  std::printf("The services that remain: %i\n", services->records());
+  if (!Print(*services)) return false;
   std::printf("Now try: cat %s/kiv/database/services/2\n", root);
+  return true;
 }
 
 }  // namespace
@@ -195,8 +169,7 @@ int main(int argc, char** argv) {
     return EXIT_FAILURE;
   }
   CKivDatabase* database = CKivDatabase::Instance();
-  if (database == nullptr) return EXIT_FAILURE;
-  Run(*database, argv[1], argv[2]);
+  const bool ok = database != nullptr && Run(*database, argv[1], argv[2]);
   CKivDatabase::Delete();
-  return EXIT_SUCCESS;
+  return ok ? EXIT_SUCCESS : EXIT_FAILURE;
 }
