@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cstring>
 
+#include "loops.h"
 #include "operations.h"
 #include "report.h"
 #include "zel_control.h"
@@ -39,10 +40,11 @@ struct CPlan {
   int rounds;          // at least
   double diskSeconds;  // and further rounds until this time is over
   double tmpfsSeconds;
+  int loops;  // rounds of the loops over listings
 };
 constexpr CPlan kFull = {
-    {1'000, 10'000, 100'000}, 1'000, 10'000, 0.02, 3, 4.5, 2};
-constexpr CPlan kQuick = {{100, 500, 1'000}, 100, 500, 0.001, 2, 0, 0};
+    {1'000, 10'000, 100'000}, 1'000, 10'000, 0.02, 3, 4.5, 2, 51};
+constexpr CPlan kQuick = {{100, 500, 1'000}, 100, 500, 0.001, 2, 0, 0, 3};
 
 double SecondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
@@ -234,6 +236,9 @@ int Main(const CPlan& plan, const char* parent, const char* series,
     RunCreate(runner, *onDisk[0]);
     RunCreate(runner, *onTmpfs[0]);
     RunBulk(runner, tmpfs, plan.bulk);
+  }
+  if (std::strstr("loops", only) != nullptr) {
+    CompareLoops(onTmpfs[1]->root(), onTmpfs[1]->size(), plan.loops);
   }
   std::fprintf(stderr, "\n");
   PrintTable(runner.rows());

@@ -43,6 +43,7 @@ class CFixture {
   CFixture& operator=(const CFixture&) = delete;
 
   const char* placeName() const { return m_placeName; }
+  const std::string& root() const { return m_place.root; }
   int size() const { return m_size; }
   int created() const { return m_created; }
   CContestant* contestant(std::size_t i) const {
