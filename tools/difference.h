@@ -1,0 +1,64 @@
+// Changes, as diff prints them and a dry run foretells them.
+
+#ifndef TOOLS_DIFFERENCE_H_
+#define TOOLS_DIFFERENCE_H_
+
+#include <memory>
+#include <string>
+
+#include "context.h"
+#include "formats/format.h"
+#include "store.h"
+
+namespace tool {
+
+// Prints each change in the format of the run: as lines,
+//
+//   - hosts/2 name=beta port=443
+//   + hosts/3 name="" port=80
+//   ~ hosts/1 port: 80 -> 8080
+//
+// or as rows of change, table, id, column, old and new, one a column.
+class CDifferences {
+ public:
+  explicit CDifferences(const CContext& context);
+
+  // A whole record.
+  void Removed(const std::string& table, const CSchema& schema,
+               const CRecord& record);
+  void Added(const std::string& table, const CSchema& schema,
+             const CRecord& record);
+
+  // One value.
+  void Changed(const std::string& table, const std::string& id,
+               const CField& field, const std::string& from,
+               const std::string& to);
+
+  // Every value in which the two differ: by the names of their columns.
+  void Compare(const std::string& table, const CSchema& schema,
+               const CRecord& from, const CSchema& otherSchema,
+               const CRecord& to);
+
+  // A table or one of its columns: change is '-', '+' or '~', column may be
+  // empty, from and to are types.
+  void Shape(char change, const std::string& table, const std::string& column,
+             const std::string& from, const std::string& to);
+
+  void End();
+  bool AreNone() const { return m_areNone; }
+
+ private:
+  void Whole(char change, const std::string& table, const CSchema& schema,
+             const CRecord& record);
+  void Row(char change, const std::string& table, std::optional<std::string> id,
+           std::optional<std::string> column, std::optional<std::string> from,
+           std::optional<std::string> to);
+
+  COutput& m_out;
+  std::unique_ptr<CFormat> m_format;  // null: as lines
+  bool m_areNone = true;
+};
+
+}  // namespace tool
+
+#endif  // TOOLS_DIFFERENCE_H_

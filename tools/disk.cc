@@ -1,0 +1,76 @@
+// Syncs and signals.
+
+#include "disk.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "descriptor.h"
+#include "report.h"
+
+namespace tool {
+namespace {
+
+void Sync(const std::string& path, int flags) {
+  const CDescriptor file(open(path.c_str(), flags | O_RDONLY | O_CLOEXEC));
+  if (file.isOpen() && fsync(file.get()) == 0) return;
+  EndTrouble(path, WithError("cannot force to disk", errno));
+}
+
+// With errno set when it fails.
+bool WriteNew(const std::string& path, std::string_view content, mode_t mode) {
+  constexpr int kFlags =
+      O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+  const CDescriptor file(open(path.c_str(), kFlags, mode));
+  while (file.isOpen() && !content.empty()) {
+    const ssize_t written = write(file.get(), content.data(), content.size());
+    if (written < 0 && errno != EINTR) return false;
+    if (written > 0) content.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return file.isOpen() && fsync(file.get()) == 0;
+}
+
+}  // namespace
+
+void SyncDirectory(const std::string& path) { Sync(path, O_DIRECTORY); }
+
+void SyncFile(const std::string& path) { Sync(path, O_NOFOLLOW | O_NONBLOCK); }
+
+bool RenameNew(const std::string& from, const std::string& to) {
+  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(),
+                RENAME_NOREPLACE) == 0) {
+    return true;
+  }
+  if (errno != EINVAL && errno != ENOSYS) return false;
+  struct stat status {};
+  if (lstat(to.c_str(), &status) == 0) errno = EEXIST;
+  return errno != EEXIST && rename(from.c_str(), to.c_str()) == 0;
+}
+
+void ReplaceFile(const std::string& path, std::string_view content,
+                 mode_t mode) {
+  const std::string temporary = path + ".tmp";
+  if (!WriteNew(temporary, content, mode) ||
+      rename(temporary.c_str(), path.c_str()) != 0) {
+    const int error = errno;
+    unlink(temporary.c_str());
+    EndTrouble(path, WithError("cannot write", error));
+  }
+  const std::size_t slash = path.rfind('/');
+  SyncDirectory(slash == path.npos ? "." : path.substr(0, slash + 1));
+}
+
+CSignalHold::CSignalHold() {
+  sigset_t held;
+  sigemptyset(&held);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&held, signal);
+  sigprocmask(SIG_BLOCK, &held, &m_before);
+}
+
+CSignalHold::~CSignalHold() { sigprocmask(SIG_SETMASK, &m_before, nullptr); }
+
+}  // namespace tool

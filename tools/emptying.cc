@@ -1,0 +1,35 @@
+// What clear and drop-table have in common.
+
+#include "emptying.h"
+
+#include "arguments.h"
+#include "ask.h"
+#include "difference.h"
+
+namespace tool {
+
+void ForetellEmptying(const CContext& context, const CTableReader& table,
+                      bool isDropped) {
+  CDifferences differences(context);
+  const Texts ids = table.IsThere() ? table.Ids() : Texts();
+  for (const std::string& id : ids) {
+    std::string reason;
+    const auto record = table.Read(id, reason);
+    if (record) differences.Removed(table.name(), table.schema(), *record);
+    if (!reason.empty()) context.report.Note(Where(table, id), reason);
+  }
+  if (isDropped) differences.Shape('-', table.name(), "", "", "");
+  differences.End();
+}
+
+bool RequireEmptying(const CTableReader& table, const CDropOptions& options,
+                     bool isAlwaysAsked) {
+  const std::size_t count = table.IsThere() ? table.Ids().size() : 0;
+  if (count == 0 && !isAlwaysAsked && !options.isForced) return false;
+  RequireConsent(options.isForced, table.name(),
+                 "Delete all " + std::to_string(count) + " records of " +
+                     table.name() + "?");
+  return true;
+}
+
+}  // namespace tool

@@ -1,0 +1,95 @@
+// Lines, statuses and the library's log.
+
+#include "report.h"
+
+#include <kivdb/status.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "printable.h"
+#ifdef KIVDB_TOOL_SINK
+#include <zel_control.h>
+#endif
+
+namespace tool {
+namespace {
+
+void WriteLine(const std::string& where, const std::string& what) {
+  std::string line = "kivdb: ";
+  if (!where.empty()) line += Printable(where) + ": ";
+  line += Printable(what) + "\n";
+  // There is nowhere to say that it failed.
+  [[maybe_unused]] const ssize_t written =
+      write(STDERR_FILENO, line.data(), line.size());
+}
+
+#ifdef KIVDB_TOOL_SINK
+std::string lastError;
+bool isVerbose = false;
+
+void Sink(ZelLevel level, int code, const char* text) {
+  if (level == ZelLevel::kError) lastError = text;
+  if (isVerbose) WriteLine("log " + std::to_string(code), text);
+}
+#endif
+
+}  // namespace
+
+CEnd::CEnd(Verdict verdict, std::string where, std::string what)
+    : m_verdict(verdict), m_where(std::move(where)), m_what(std::move(what)) {}
+
+void EndNo(const std::string& where, const std::string& what) {
+  throw CEnd(Verdict::kNo, where, what);
+}
+
+void EndTrouble(const std::string& where, const std::string& what) {
+  throw CEnd(Verdict::kTrouble, where, what);
+}
+
+std::string WithError(const std::string& what, int error) {
+  return what + ": " + strerror(error);
+}
+
+void CReport::No(const std::string& where, const std::string& what) {
+  Say(CEnd(Verdict::kNo, where, what));
+}
+
+void CReport::Trouble(const std::string& where, const std::string& what) {
+  Say(CEnd(Verdict::kTrouble, where, what));
+}
+
+void CReport::Say(const CEnd& end) {
+  Raise(end.verdict());
+  const std::string what = end.what();
+  if (what.empty() || (m_isQuiet && end.verdict() == Verdict::kNo)) return;
+  WriteLine(end.where(), what);
+}
+
+void CReport::Note(const std::string& where, const std::string& what) const {
+  if (!m_isQuiet) WriteLine(where, what);
+}
+
+void CReport::Raise(Verdict verdict) {
+  m_verdict = std::max(m_verdict, verdict);
+}
+
+void TakeLibraryLog(bool verbose) {
+#ifdef KIVDB_TOOL_SINK
+  isVerbose = verbose;
+  ZelSetSink(Sink);
+#else
+  static_cast<void>(verbose);  // the host's own layer shows them
+#endif
+}
+
+std::string ReasonOf(int status) {
+#ifdef KIVDB_TOOL_SINK
+  if (!lastError.empty()) return std::exchange(lastError, {});
+#endif
+  return KivDB::StatusText(status);
+}
+
+}  // namespace tool

@@ -1,0 +1,69 @@
+// What a run says besides its data, and the status that it ends with.
+
+#ifndef TOOLS_REPORT_H_
+#define TOOLS_REPORT_H_
+
+#include <exception>
+#include <string>
+
+namespace tool {
+
+// The exit status; the highest of a run counts.
+enum class Verdict {
+  kDone = 0,
+  kNo = 1,       // the answer is no: missing, there already, findings, refused
+  kTrouble = 2,  // wrong usage, no database, unreadable, a failed write
+};
+
+// Ends a command that cannot go on; what was done before stays.
+class CEnd : public std::exception {
+ public:
+  CEnd(Verdict verdict, std::string where, std::string what);
+  const char* what() const noexcept override { return m_what.c_str(); }
+  const std::string& where() const { return m_where; }
+  Verdict verdict() const { return m_verdict; }
+
+ private:
+  Verdict m_verdict;
+  std::string m_where;
+  std::string m_what;
+};
+
+// where is the TABLE, the TABLE/ID or the FILE:LINE that it is about, or empty.
+[[noreturn]] void EndNo(const std::string& where, const std::string& what);
+[[noreturn]] void EndTrouble(const std::string& where, const std::string& what);
+
+// "WHAT: the text of the error number".
+std::string WithError(const std::string& what, int error);
+
+// The lines on standard error, "kivdb: WHERE: WHAT", made safe to print.
+class CReport {
+ public:
+  // Quiet: no line for a kNo, and no notes.
+  void SetQuiet() { m_isQuiet = true; }
+
+  void No(const std::string& where, const std::string& what);
+  void Trouble(const std::string& where, const std::string& what);
+  void Say(const CEnd& end);
+
+  // A line that says nothing about the status.
+  void Note(const std::string& where, const std::string& what) const;
+
+  void Raise(Verdict verdict);
+  Verdict verdict() const { return m_verdict; }
+
+ private:
+  Verdict m_verdict = Verdict::kDone;
+  bool m_isQuiet = false;
+};
+
+// Takes the library's log lines off standard error; verbose shows them.
+void TakeLibraryLog(bool verbose);
+
+// Why an operation of the library failed: its last error line, or else the
+// words for its status.
+std::string ReasonOf(int status);
+
+}  // namespace tool
+
+#endif  // TOOLS_REPORT_H_

@@ -1,0 +1,136 @@
+// Making, taking and removing.
+
+#include "staging.h"
+
+#include <dirent.h>
+#include <kivdb/dir_iterator.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <utility>
+
+#include "disk.h"
+#include "report.h"
+
+namespace tool {
+namespace {
+
+constexpr mode_t kTreeMode = 0700;
+constexpr std::size_t kPathMax = 4090;
+constexpr std::size_t kBelow = 320;  // "/kiv.create-XXXXXX/kiv/database/T/N"
+
+bool IsThere(const std::string& path) {
+  struct stat status {};
+  if (lstat(path.c_str(), &status) == 0) return true;
+  if (errno == ENOENT) return false;
+  EndTrouble(path, strerror(errno));
+}
+
+bool IsEmpty(const std::string& directory) {
+  KivDB::CDirIterator entries;
+  if (entries.open(directory) != 0) EndTrouble(directory, strerror(errno));
+  while (const dirent* entry = entries.read()) {
+    const std::string name = entry->d_name;
+    if (name != "." && name != "..") return false;
+  }
+  return true;
+}
+
+std::string ParentOf(const std::string& directory) {
+  const std::size_t slash = directory.rfind('/');
+  if (slash == directory.npos) return ".";
+  const std::size_t last = directory.find_last_not_of('/', slash);
+  return last == directory.npos ? "/" : directory.substr(0, last + 1);
+}
+
+}  // namespace
+
+void RefuseDatabase(const std::string& root) {
+  if (root.empty()) EndTrouble("", "no root");
+  if (root.size() + kBelow > kPathMax) EndTrouble(root, "too long");
+  struct stat status {};
+  if (stat(root.c_str(), &status) != 0) {
+    if (errno == ENOENT) return;
+    EndTrouble(root, strerror(errno));
+  }
+  if (!S_ISDIR(status.st_mode)) EndTrouble(root, strerror(ENOTDIR));
+  if (!IsThere(root + "/kiv")) return;
+  if (IsThere(root + "/kiv/schema")) EndNo(root, "there is a database already");
+  const std::string tables = root + "/kiv/database";
+  if (IsThere(tables) && !IsEmpty(tables)) {
+    EndNo(tables, "there are tables already, without their schemas");
+  }
+}
+
+CStaging::CStaging(std::string root) : m_root(std::move(root)) {
+  while (m_root.size() > 1 && m_root.back() == '/') m_root.pop_back();
+}
+
+CStaging::~CStaging() {
+  std::error_code ignored;  // there is nobody left to tell
+  if (!m_path.empty()) std::filesystem::remove_all(m_path, ignored);
+  if (m_isTaken) return;
+  for (auto made = m_made.rbegin(); made != m_made.rend(); ++made) {
+    rmdir(made->c_str());
+  }
+}
+
+void CStaging::MakeRoot() {
+  std::vector<std::string> missing;
+  struct stat status {};
+  for (std::string directory = m_root; stat(directory.c_str(), &status) != 0;
+       directory = ParentOf(directory)) {
+    missing.push_back(directory);
+    if (ParentOf(directory) == directory) break;
+  }
+  for (auto next = missing.rbegin(); next != missing.rend(); ++next) {
+    if (mkdir(next->c_str(), kTreeMode) == 0) {
+      m_made.push_back(*next);
+    } else if (errno != EEXIST) {  // as "x/." after x
+      EndTrouble(*next, WithError("cannot make the directory", errno));
+    }
+  }
+}
+
+void CStaging::Make() {
+  MakeRoot();
+  m_hasKiv = IsThere(m_root + "/kiv");
+  // On the file system that it will be renamed in.
+  std::string path = m_root + (m_hasKiv ? "/kiv/" : "/kiv.") + "create-XXXXXX";
+  if (mkdtemp(path.data()) == nullptr) {
+    EndTrouble(m_root, WithError("cannot make a directory", errno));
+  }
+  m_path = path;
+}
+
+void CStaging::Move(const std::string& entry) const {
+  const std::string from = m_path + "/" + entry;
+  const std::string to = m_root + "/" + entry;
+  if (rename(from.c_str(), to.c_str()) == 0) return;
+  if (errno == ENOTEMPTY || errno == EEXIST) {
+    EndNo(to, "was made meanwhile");
+  }
+  EndTrouble(to, WithError("cannot be made", errno));
+}
+
+void CStaging::Take() {
+  if (m_hasKiv) {
+    // A database is there from its schemas on.
+    for (const char* entry : {"kiv/base.ini", "kiv/database", "kiv/schema"}) {
+      Move(entry);
+      SyncDirectory(m_root + "/kiv");
+    }
+  } else {
+    Move("kiv");
+  }
+  m_isTaken = true;
+  SyncDirectory(m_root);
+  for (const std::string& made : m_made) SyncDirectory(ParentOf(made));
+}
+
+}  // namespace tool
