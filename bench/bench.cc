@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cstring>
 
+#include "check.h"
 #include "loops.h"
 #include "operations.h"
 #include "report.h"
@@ -18,6 +19,10 @@
 
 namespace bench {
 
+#ifndef KIVDB_BENCH_TOOL
+void CompareCheck(const std::string& /*root*/, int /*records*/,
+                  int /*rounds*/) {}
+#endif
 #ifndef KIVDB_BENCH_SQLITE
 std::unique_ptr<CContestant> MakeSqlite(const CPlace& /*place*/,
                                         const char* /*journal*/) {
@@ -40,11 +45,12 @@ struct CPlan {
   int rounds;          // at least
   double diskSeconds;  // and further rounds until this time is over
   double tmpfsSeconds;
-  int loops;  // rounds of the loops over listings
+  int loops;   // rounds of the loops over listings
+  int checks;  // and of the tool's check
 };
 constexpr CPlan kFull = {
-    {1'000, 10'000, 100'000}, 1'000, 10'000, 0.02, 3, 4.5, 2, 51};
-constexpr CPlan kQuick = {{100, 500, 1'000}, 100, 500, 0.001, 2, 0, 0, 3};
+    {1'000, 10'000, 100'000}, 1'000, 10'000, 0.02, 3, 4.5, 2, 51, 7};
+constexpr CPlan kQuick = {{100, 500, 1'000}, 100, 500, 0.001, 2, 0, 0, 3, 2};
 
 double SecondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
@@ -239,6 +245,9 @@ int Main(const CPlan& plan, const char* parent, const char* series,
   }
   if (std::strstr("loops", only) != nullptr) {
     CompareLoops(onTmpfs[1]->root(), onTmpfs[1]->size(), plan.loops);
+  }
+  if (std::strstr("check", only) != nullptr) {
+    CompareCheck(onDisk.back()->root(), onDisk.back()->size(), plan.checks);
   }
   std::fprintf(stderr, "\n");
   PrintTable(runner.rows());
