@@ -5,19 +5,22 @@
 
 #include <string>
 
+#include "context.h"
+
 namespace tool {
 
-// Whether a person can be asked: input and errors are a terminal's.
-bool CanAsk();
+// Whether a person can be asked: input and errors are a terminal's, and the run
+// is not quiet.
+bool CanAsk(const CContext& context);
 
-// Asks on standard error and gives the answer's first letter, lower case, or 0
-// for an empty line or none.
+// Asks on standard error and gives the answer's first letter, lower case, 0 for
+// an empty line, or 'n' where no answer comes.
 char Ask(const std::string& question);
 
 // Goes on only when force is set or a person says yes; ends the command with
 // kTrouble where nobody can be asked, with kNo where the answer is no.
-void RequireConsent(bool isForced, const std::string& where,
-                    const std::string& question);
+void RequireConsent(const CContext& context, bool isForced,
+                    const std::string& where, const std::string& question);
 
 }  // namespace tool
 

@@ -33,6 +33,15 @@ void Require(const KivDB::CText& text, const std::string& where) {
   if (!text.ok()) EndTrouble(where, text.error());
 }
 
+KivDB::CUpdateText TextOf(const CTableReader& table,
+                          const std::vector<CAssignment>& values) {
+  KivDB::CUpdateText text;
+  for (const auto& [column, value] : values) {
+    text.Set(table.schema().columns[column].name, value);
+  }
+  return text;
+}
+
 }  // namespace
 
 void BecomeOwner(const std::string& root) {
@@ -96,13 +105,15 @@ void CChange::Save(const std::string& id,
   Require(m_table.addRecord(text.c_str(), nullptr, 0), id);
 }
 
+void CChange::RequireUpdatable(const std::string& id,
+                               const std::vector<CAssignment>& values) const {
+  tool::Require(TextOf(m_reader, values), Where(m_reader, id));
+}
+
 void CChange::Update(const std::string& id,
                      const std::vector<CAssignment>& values) {
-  KivDB::CUpdateText text;
-  for (const auto& [column, value] : values) {
-    text.Set(m_reader.schema().columns[column].name, value);
-  }
-  tool::Require(text, Where(m_reader, id));
+  RequireUpdatable(id, values);
+  const KivDB::CUpdateText text = TextOf(m_reader, values);
   const CSignalHold hold;
   Require(m_table.updateRecord(id.c_str(), text.c_str()), id);
 }

@@ -44,6 +44,10 @@ class CChange {
   // it.  4294967295 where there is none above, or where that cannot be told.
   unsigned int HighestId() { return m_table.get_max_id(); }
 
+  // Ends the command for columns that the library cannot change by name.
+  void RequireUpdatable(const std::string& id,
+                        const std::vector<CAssignment>& values) const;
+
   // Each ends the command when it fails, and is done or not begun when a signal
   // ends the process.  values are those of all columns behind the id, plain.
   std::string Add(const std::vector<std::string>& values, unsigned int max);

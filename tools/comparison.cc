@@ -74,8 +74,9 @@ class CComparison {
 
   void CompareColumns(const std::string& table, const CSchema& here,
                       const CSchema& other) {
-    for (const CField& field : here.columns) {
-      const auto place = other.Find(field.name);
+    for (std::size_t i = 0; i < here.columns.size(); ++i) {
+      const CField& field = here.columns[i];
+      const auto place = other.Find(field.name, i);
       if (!place) {
         m_differences.Shape('-', table, field.name, field.type, "");
       } else if (other.columns[*place].type != field.type) {

@@ -92,7 +92,7 @@ void CDifferences::Compare(const std::string& table, const CSchema& schema,
                            const CRecord& to) {
   for (std::size_t i = 1; i < from.values.size(); ++i) {
     const CField& field = schema.columns[i];
-    const auto place = otherSchema.Find(field.name);
+    const auto place = otherSchema.Find(field.name, i);
     if (!place || *place >= to.values.size()) continue;
     if (from.values[i] == to.values[*place]) continue;
     Changed(table, from.id, field, from.values[i], to.values[*place]);

@@ -22,11 +22,11 @@ void ForetellEmptying(const CContext& context, const CTableReader& table,
   differences.End();
 }
 
-bool RequireEmptying(const CTableReader& table, const CDropOptions& options,
-                     bool isAlwaysAsked) {
+bool RequireEmptying(const CContext& context, const CTableReader& table,
+                     const CDropOptions& options, bool isAlwaysAsked) {
   const std::size_t count = table.IsThere() ? table.Ids().size() : 0;
   if (count == 0 && !isAlwaysAsked && !options.isForced) return false;
-  RequireConsent(options.isForced, table.name(),
+  RequireConsent(context, options.isForced, table.name(),
                  "Delete all " + std::to_string(count) + " records of " +
                      table.name() + "?");
   return true;

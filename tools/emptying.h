@@ -16,8 +16,8 @@ void ForetellEmptying(const CContext& context, const CTableReader& table,
 
 // Whether the records may go; false where there are none.  Ends the command
 // where they may not.
-bool RequireEmptying(const CTableReader& table, const CDropOptions& options,
-                     bool isAlwaysAsked);
+bool RequireEmptying(const CContext& context, const CTableReader& table,
+                     const CDropOptions& options, bool isAlwaysAsked);
 
 }  // namespace tool
 

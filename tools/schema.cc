@@ -44,6 +44,12 @@ std::optional<std::size_t> CSchema::Find(std::string_view name) const {
   return static_cast<std::size_t>(found - columns.begin());
 }
 
+std::optional<std::size_t> CSchema::Find(std::string_view name,
+                                         std::size_t place) const {
+  if (place < columns.size() && columns[place].name == name) return place;
+  return Find(name);
+}
+
 std::string CSchema::Names() const {
   std::string names;
   for (const CField& field : columns) {

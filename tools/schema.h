@@ -30,6 +30,11 @@ struct CSchema {
 
   std::optional<std::size_t> Find(std::string_view name) const;
 
+  // The one at this place where it has the name, else as above: so each of two
+  // columns of one name finds itself.
+  std::optional<std::size_t> Find(std::string_view name,
+                                  std::size_t place) const;
+
   // "id, name, port"
   std::string Names() const;
 };

@@ -37,7 +37,7 @@ CRepair::CRepair(const CContext& context, const CStore& store,
     m_decision = Decision::kRestore;
   } else if (options.discards) {
     m_decision = Decision::kDiscard;
-  } else if (m_isActive && !context.globals.isQuiet && CanAsk()) {
+  } else if (m_isActive && CanAsk(context)) {
     m_decision = Decision::kAsk;
   }
 }

@@ -13,7 +13,7 @@ void Clear(const CContext& context, const CDropOptions& options) {
     return;
   }
   // Before the lock: nobody waits for a person's answer.
-  RequireEmptying(CTableReader(store, options.table), options, true);
+  RequireEmptying(context, CTableReader(store, options.table), options, true);
   CChange(context, store, options.table).Clear();
 }
 

@@ -37,7 +37,7 @@ void DropTable(const CContext& context, const CDropOptions& options) {
     ForetellEmptying(context, table, true);
     return;
   }
-  const bool mayEmpty = RequireEmptying(table, options, false);
+  const bool mayEmpty = RequireEmptying(context, table, options, false);
   BecomeOwner(store.root());
   SetWait(context.globals);
   const KivDB::CSchemaLock lock(store.root().c_str());

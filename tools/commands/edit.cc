@@ -30,7 +30,7 @@ std::string EditUntilRead(const CContext& context, const CTableReader& table,
   while (text != shown) {
     const std::string fault = ParseEdited(table, record, text).fault;
     if (fault.empty()) break;
-    if (!CanAsk()) EndTrouble(where, fault);
+    if (!CanAsk(context)) EndTrouble(where, fault);
     context.report.Note(where, fault);
     if (Ask("edit again? [Y/n]") == 'n') EndNo(where, "nothing is written");
     text = RunEditor(text);

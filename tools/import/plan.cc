@@ -113,6 +113,7 @@ void CPlanner::PlanNamed(CInputRow& row,
   }
   values.erase(std::remove_if(values.begin(), values.end(), isThere),
                values.end());
+  m_change.RequireUpdatable(row.id, values);
   steps.push_back({row.id, {}, std::move(values)});
 }
 
