@@ -97,9 +97,19 @@ void CStaging::MakeRoot() {
   }
 }
 
+// An empty directory gives way to one of its name in one step.
+bool CStaging::IsReplaceable() const {
+  const std::string kiv = m_root + "/kiv";
+  struct stat root {};
+  struct stat status {};
+  return stat(m_root.c_str(), &root) == 0 && lstat(kiv.c_str(), &status) == 0 &&
+         S_ISDIR(status.st_mode) && status.st_dev == root.st_dev &&
+         IsEmpty(kiv) && access(m_root.c_str(), W_OK) == 0;
+}
+
 void CStaging::Make() {
   MakeRoot();
-  m_hasKiv = IsThere(m_root + "/kiv");
+  m_hasKiv = IsThere(m_root + "/kiv") && !IsReplaceable();
   // On the file system that it will be renamed in.
   std::string path = m_root + (m_hasKiv ? "/kiv/" : "/kiv.") + "create-XXXXXX";
   if (mkdtemp(path.data()) == nullptr) {

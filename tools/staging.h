@@ -25,12 +25,14 @@ class CStaging {
 
   const std::string& path() const { return m_path; }
 
-  // Renames PATH/kiv to ROOT/kiv.  Where that is there, for what is no part of
-  // a database, the entries are renamed, the schemas last.
+  // Renames PATH/kiv to ROOT/kiv, which may be there and empty.  Where it is
+  // something else, such as a mount, or holds what is no part of a database,
+  // the entries are renamed, the schemas last.
   void Take();
 
  private:
   void MakeRoot();
+  bool IsReplaceable() const;
   void Move(const std::string& entry) const;
 
   std::string m_root;

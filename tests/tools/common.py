@@ -1,0 +1,66 @@
+"""What the tests of the tool have in common."""
+import os
+import re
+import subprocess
+import time
+
+SCHEMA = b"id[int]|name[varchar]|port[int]\n"
+
+
+def write_file(path, content):
+    with open(path, "wb") as file:
+        file.write(content)
+
+
+def read_file(path):
+    with open(path, "rb") as file:
+        return file.read()
+
+
+def make_table(root, table, records=None, schema=SCHEMA):
+    """records are the stored lines by id; gives the table directory."""
+    kiv = os.fsencode(root) + b"/kiv/"
+    directory = kiv + b"database/" + os.fsencode(table)
+    os.makedirs(directory)
+    os.makedirs(kiv + b"schema", exist_ok=True)
+    write_file(kiv + b"schema/" + os.fsencode(table), schema)
+    for name, line in (records or {}).items():
+        write_file(directory + b"/" + os.fsencode(str(name)), line)
+    return os.fsdecode(directory)
+
+
+def read_table(directory):
+    return {name: read_file(os.path.join(directory, name))
+            for name in os.listdir(directory)}
+
+
+def run(words, status=0, **options):
+    """Runs to the end; gives what it wrote: (standard output, standard error)."""
+    options.setdefault("stdin", subprocess.DEVNULL)
+    done = subprocess.run(words, stdout=options.pop("stdout", subprocess.PIPE),
+                          stderr=subprocess.PIPE, timeout=50, **options)
+    assert done.returncode == status, (words, done, status)
+    return done.stdout, done.stderr
+
+
+def wait_until(what, seconds=30):
+    end = time.monotonic() + seconds
+    while not what():
+        assert time.monotonic() < end, "waited for too long"
+        time.sleep(0.0002)
+
+
+def call(words, **options):
+    """As run, with whatever status: gives (status, standard output and error)."""
+    done = subprocess.run(words, capture_output=True, timeout=50, **options)
+    return done.returncode, done.stdout, done.stderr
+
+
+def read_value(stored):
+    """The value that a stored one reads as."""
+    def undo(match):
+        short = {b"\\": b"\\", b"n": b"\n", b"r": b"\r", b"t": b"\t"}
+        code = match.group(1)
+        return short.get(code) or bytes([int(code[1:], 16)])
+    value = re.sub(rb"\\([\\nrt]|x(?!00)[0-9a-fA-F]{2})", undo, stored)
+    return value[:2047]

@@ -1,0 +1,13 @@
+// Creates a database with the library alone: create_one ROOT FILE ID HOST.
+// Exits with the status of Create.
+
+#include <kivdb/database.h>
+
+#include <cstdlib>
+
+int main(int argc, char** argv) {
+  if (argc != 5) return EXIT_FAILURE;
+  KivDB::CKivDatabase database;
+  database.open(argv[1]);  // sets the root: there is nothing to open
+  return database.Create(argv[2], std::atoi(argv[3]), argv[4]);
+}

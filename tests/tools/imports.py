@@ -1,0 +1,353 @@
+#!/usr/bin/env python3
+"""Random tables and rows through list and import: imports.py KIVDB COUNT SEED
+
+The csv and json modules judge what is well-formed; a dictionary is the table.
+"""
+import csv
+import io
+import json
+import os
+import random
+import re
+import sys
+import tempfile
+
+from common import call, make_table, read_table, read_value, run
+
+KIVDB = os.path.abspath(sys.argv[1])
+FORMATS = ["csv", "json", "jsonl"]
+CELL = re.compile(rb'(?:"((?:[^"]|"")*)"|([^",\r\n]*))(,|\r?\n|\Z)')
+MARK = b"\xef\xbb\xbf"
+UNNAMEABLE = [b"b c", b"f,\xc3\xa9"]  # in an update text
+COLUMNS = [b"id", b"a", b"b c", b'd"e', b"f,\xc3\xa9"]
+
+
+class CFault(Exception):
+    """With the status, and the line where that is known."""
+
+
+def is_number(text, bits=32):
+    return bool(re.fullmatch(rb"0|-?[1-9]\d*", text)
+                and -2**(bits - 1) <= int(text) < 2**(bits - 1))
+
+
+def plan(table, columns, rows, mode):
+    """What the rows make of the table: {id: values} of the records to write.
+
+    table has None for what cannot be read; rows are (line, [(line, name, value)]).
+    """
+    named = []
+    for line, pairs in rows:
+        values = {}
+        for at, name, value in pairs:
+            size = 0 if value is None else len(value) + 3 * value.count(b",")
+            if (name not in columns or value is None or b"\0" in value or size > 2047
+                    or name in values):
+                raise CFault(1, at)
+            values[name] = value
+        named.append((line, values.pop(b"id", b""), values))
+    seen = set()
+    for line, name, _ in named:
+        is_id = name.decode("latin1") in table or is_number(name)
+        if name in seen or name.endswith(b".tmp") or (
+                not is_id if name else mode == "--update"):
+            raise CFault(1, line)
+        seen |= {name} - {b""}
+    heads = [int((re.match(r"[+-]?\d+", name) or "0")[0]) for name in table]
+    heads += [int(name) for name in seen if is_number(name)]
+    highest = max([head % 2**32 for head in heads], default=0)
+    if 0 < sum(not name for _, name, _ in named) > 2**32 - 1 - highest:
+        raise CFault(2, None)
+    steps = {}
+    for line, name, values in named:
+        if not name:
+            highest += 1
+            name = b"%d" % ((highest + 2**31) % 2**32 - 2**31)
+        name = name.decode()
+        whole = [values.get(column, b"") for column in columns[1:]]
+        if name not in table:
+            if mode == "--update" or name + ".tmp" in table:
+                raise CFault(1, line)
+            steps[name] = whole
+        elif not mode:
+            raise CFault(1, line)
+        elif mode == "--replace" and is_number(name.encode()):
+            steps |= {name: whole} if whole != table[name] else {}
+        elif table[name] is None:
+            raise CFault(2, line)
+        else:
+            for i, column in enumerate(columns[1:]):
+                if mode == "--update" and column not in values:
+                    whole[i] = table[name][i]
+                if whole[i] != table[name][i] and column in UNNAMEABLE:
+                    raise CFault(2, None)
+            steps |= {name: whole} if whole != table[name] else {}
+    return steps
+
+
+def read_values(files, columns):
+    """{name: values} of a table's files."""
+    table = {}
+    for name, line in files.items():
+        stored = line.removesuffix(b"|").split(b"|")
+        is_whole = len(stored) == len(columns) - 1 and not name.endswith(".tmp")
+        table[name] = list(map(read_value, stored)) if is_whole else None
+    return table
+
+
+def check_import(root, columns, text, form, rows, mode=""):
+    """Imports the text, which holds the rows: None for what is not known, and an
+    exception for what is no text of the format."""
+    directory = root + "/kiv/database/t"
+    files = read_table(directory)
+    try:
+        if isinstance(rows, Exception):
+            raise CFault(1, None)
+        table = read_values(files, columns)
+        steps = plan(table, columns, rows, mode) if rows is not None else None
+        wanted, place = 0, None
+    except CFault as fault:
+        wanted, place = fault.args
+    words = [KIVDB, "-r", root, "import", "t", "--from", form, *filter(None, [mode])]
+    status, out, error = call(words, input=text)
+    known = (text, mode, rows, files, status, out, error)
+    after = read_table(directory)
+    if status:
+        told = re.match(rb"kivdb: (?:standard input:(\d+)|t(?:/\S+)?): .*\n\Z", error)
+        line = int(told[1] or 0) if told else None
+        assert status == (wanted if rows is not None else 1), known
+        assert line is not None and (place is None or line == place), (place, known)
+        assert status == 2 or 1 <= line <= text.count(b"\n") + 1, known
+        assert after == files, (after, known)
+    elif rows is not None:
+        assert wanted == 0 and (out, error) == (b"%d\n" % len(steps), b""), known
+        values = read_values(after, columns)
+        assert values == table | steps, (values, steps, known)
+        for name, line in files.items():
+            old, new = line.split(b"|"), after[name].split(b"|")
+            assert name in steps or old == new, (name, known)
+            kept = [a == b or mode == "--replace" or read_value(a) != read_value(b)
+                    for a, b in zip(old, new)]
+            assert all(kept), (name, old, new, known)
+    return status
+
+
+def judge_csv(text):
+    """The rows as RFC 4180 has them, or None where it says nothing."""
+    text = text.removeprefix(MARK)
+    rows, cells, at = [], [], 0
+    while at < len(text) or cells:
+        cell = CELL.match(text, at)
+        if not cell and re.compile(rb'("([^"]|"")*"|[^",\r\n]*)\r').match(text, at):
+            return None  # a carriage return by itself
+        if not cell:
+            raise ValueError("no cell")
+        quoted, plain, end = cell.groups()
+        at = cell.end()
+        cells.append(plain if quoted is None else quoted.replace(b'""', b'"'))
+        if end != b",":
+            rows += [] if cells == [b""] and quoted is None else [cells]
+            cells = []
+    module = csv.reader(io.StringIO(text.decode("latin1"), newline=""), strict=True)
+    assert [[cell.encode("latin1") for cell in row] for row in module if row] == rows
+    if not rows or any(len(row) != len(rows[0]) for row in rows):
+        raise ValueError("no header or no columns")
+    head = [(0, name, b"") for name in rows[0]]
+    if len({*rows[0]}) < len(head) or not {*rows[0]} <= {*COLUMNS}:
+        raise ValueError("no such header")
+    return [(None, [(None, *pair) for pair in zip(rows[0], row)]) for row in rows[1:]]
+
+
+def refuse(text):
+    raise ValueError(text)
+
+
+def judge_json(text):
+    def take(pairs):
+        row = []
+        for name, value in pairs:
+            if isinstance(value, (bool, list, tuple)):
+                raise ValueError("no text or integer")
+            value = "" if value is None else str(value)
+            row.append((None, name.encode(), value.encode()))
+        return (None, row)
+    value = json.loads(text.decode().removeprefix("\ufeff"), object_pairs_hook=take,
+                       parse_float=refuse, parse_constant=refuse)
+    rows = value if isinstance(value, list) else [value]
+    if not all(isinstance(row, tuple) for row in rows):
+        raise ValueError("no objects")
+    return rows
+
+
+def judge_lines(text):
+    objects = [line for line in text.split(b"\n") if line.strip(b" \t\v\f\r")]
+    values = [judge_json(line) for line in objects]
+    if any(line.removeprefix(MARK).strip()[:1] == b"[" for line in objects):
+        raise ValueError("an array")
+    return sum(values, [])
+
+
+JUDGES = {"csv": judge_csv, "json": judge_json, "jsonl": judge_lines}
+
+
+def judge(form, text):
+    try:
+        return JUDGES[form](text)
+    except ValueError as error:
+        return error
+
+
+PIECES = [b"a", b"7", b" ", b'"', b"'", b",", b"\\x2c", b"\\x7C", b"\\n", b"\\r",
+          b"\\q", b"\\x00", b"\t", b"\x01", b"\r", b"{", b"\xc3\xa9",
+          b"\xf0\x9f\x98\x80"]
+NUMBERS = [b"0", b"-0", b"007", b"+1", b" 1", b"1 ", b"1e2", b"-2147483648",
+           b"2147483647", b"2147483648", b"9223372036854775807", b"9223372036854775808",
+           b""]
+
+
+def random_value(pieces):
+    if random.random() < 0.4:
+        return random.choice(NUMBERS)
+    return b"".join(random.choices(pieces, k=random.choice([0, 1, 2, 4])))
+
+
+def round_trip(work, form):
+    """A listing holds the values, and its import gives them again."""
+    types = [random.choice([b"int", b"bigint", b"varchar"]) for _ in COLUMNS]
+    schema = b"|".join(map(b"%s[%s]".__mod__, zip(COLUMNS, types)))
+    pieces = PIECES + ([b"\xff", b"\xc3"] if form == "csv" else [])
+    ids = random.sample([*range(-3, 6), 2147483647, -2147483648], 5)
+    make_table(work + "/a", "t", {number: b"".join(
+        random_value(pieces) + b"|" for _ in COLUMNS[1:]) for number in ids}, schema)
+    table = read_values(read_table(work + "/a/kiv/database/t"), COLUMNS)
+    chosen = random.choice([COLUMNS, [b"a"], [b"b c", b"id"], [b"id", b'd"e', b"a"]])
+    words = [KIVDB, "-r", work + "/a", "list", "t", "-o", form]
+    words += [] if chosen == COLUMNS else ["--columns", b",".join(chosen)]
+    text, _ = run(words)
+    rows = [dict(zip(COLUMNS, [b"%d" % number, *table[str(number)]]))
+            for number in sorted(ids)]
+    rows = [(None, [(None, name, row[name]) for name in chosen]) for row in rows]
+    assert judge(form, text) == rows, (text, rows)
+    for line in text.splitlines() if form == "jsonl" else []:
+        for name, value in json.loads(line).items():
+            size = {b"int": 32, b"bigint": 64}.get(types[COLUMNS.index(name.encode())])
+            is_kept = bool(size) and is_number(str(value).encode(), size)
+            assert isinstance(value, int) == is_kept, (name, value, size)
+    make_table(work + "/b", "t", {}, schema)
+    assert check_import(work + "/b", COLUMNS, text, form, rows) == 0
+
+
+def write_json(pairs, line, is_one_line):
+    """An object, a pair a line; gives the text, its row and the next line."""
+    row, texts = [], []
+    for name, value in pairs:
+        is_bare = is_number(value, 80) and random.random() < 0.7
+        text = value.decode() if is_bare else json.dumps(
+            value.decode(), ensure_ascii=random.random() < 0.5)
+        if value == b"":
+            text = random.choice(["null", '""'])
+        if random.random() < 0.05:
+            text, value = random.choice(["1.5", "1e2", "true", "[1]", "{}"]), None
+        row.append((line + (0 if is_one_line else len(row)), name, value))
+        texts.append(json.dumps(name.decode()) + " : " + text)
+    end = " ," if is_one_line else "\n,"
+    return end.join(texts).join("{}").encode(), row
+
+
+# Such as go with each mode, and such as do not.
+ODD = [[b"5", b"odd", b"07", b"9", b"20", b"5.tmp", b"x/y", b"01", b"-1", b"-3"],
+       [b"", b"", b"3", b"3", b"-3", b"2147483647"]]
+IDS = {"": [[b"", b"", b"2", b"4"]] * 3 + ODD,
+       "--replace": [[b"1", b"3", b"5", b"", b"8"]] * 3 + ODD,
+       "--update": [[b"1", b"5", b"odd"], [b"5", b"07", b"3"]] * 4 + ODD}
+
+
+def random_text(form, pieces, mode):
+    """A text and its rows, with lines."""
+    ids = random.choice(IDS[mode])
+    names = [b"id"] * (random.random() < 0.9)
+    names += random.sample(COLUMNS[1:], random.randint(1, 3))
+    names += random.choices([b"none", b"a", b"id"], k=random.random() < 0.08)
+    random.shuffle(names)
+    rows, line, text = [], 1, b""
+    if form == "csv":
+        def cell(value):
+            needs = re.search(rb'[",\r\n]', value) or [value] == row
+            is_quoted = needs or random.random() < 0.2
+            return b'"%s"' % value.replace(b'"', b'""') if is_quoted else value
+        row = names
+        text = random.choice([b"", MARK]) + b",".join(map(cell, names)) + b"\n"
+        if len({*names}) < len(names) or not {*names} <= {*COLUMNS}:
+            return text, [(1, [(1, b"none", b"")])]
+    elif form == "json":
+        text = b" [\n"
+    for number in random.sample(ids, random.randint(1, 3)):
+        line = text.count(b"\n") + 1
+        there = dict(zip(COLUMNS[1:], [b"v", b"w", b"", b"y"]))
+        long = [b"," * 511, b"," * 512, b"v" * 2047, b"v" * 2048]
+        row = [number if name == b"id" else
+               random.choice(long) if random.random() < 0.03 else
+               there.get(name, b"") if number == b"5" and random.random() < 0.6 else
+               b"".join(random.choices(pieces, k=random.choice([0, 1, 3])))
+               for name in names]
+        if form == "csv":
+            rows.append((line, [(line, *pair) for pair in zip(names, row)]))
+            text += b",".join(map(cell, row)) + random.choice([b"\n", b"\r\n", b"\n\n"])
+            continue
+        pairs = random.sample(list(zip(names, row)), random.randint(0, len(row)))
+        item, pairs = write_json(pairs, line, form == "jsonl")
+        rows.append((line, pairs))
+        text += item + (b"\n" if form == "jsonl" else b"\n,")
+    return (text[:-1] + b"]" if form == "json" else text), rows
+
+
+RECORDS = {1: b"\\x61|b||\\x64|", 3: b"|||x|", 5: b"\\x76|w||y|", "odd": b"1|2|3|4|",
+           "07": b"|||\\q|", "20.tmp": b"cut"}
+
+
+def make_rows_table(root):
+    records = dict(RECORDS)
+    if random.random() < 0.3:
+        records[random.choice([9, "9.tmp", 2147483647, -2, -3])] = b"cut|"
+    make_table(root, "t", records, b"|".join(name + b"[varchar]" for name in COLUMNS))
+
+
+def mutations(text, count):
+    yield from (text[:size] for size in range(len(text)))
+    yield from (text + b"\0", text + b"\0x", text + text)
+    for _ in range(count):
+        at = random.randrange(len(text))
+        flipped = bytes([text[at] ^ 1 << random.randrange(8)])
+        others = [bytes([byte]) for byte in b'",{}[]:\n\r\0-1']
+        new = random.choice([b"", text[at:at + 1] * 2, flipped, *others])
+        yield text[:at] + new + text[at + 1:]
+
+
+MUTATED = {
+    "csv": MARK + b'id,"f,\xc3\xa9",a\r\n7,"x ""y""\r\nz",1\r\n\r\n-4,,"\xe2\x82"\r\n',
+    "json": b'[ {"id": 7, "a": "\\u00e9\\ud83d\\ude00\xc3\xa9"},\n{"a":-1,"id":null}]',
+    "jsonl": b'{"id":"7","a":null }\n\n{"b c":\t"x\\n\\"", "id":12}\n'}
+
+
+def main():
+    count = int(sys.argv[2])
+    random.seed(int(sys.argv[3]))
+    done = {0: 0, 1: 0, 2: 0}
+    for form in FORMATS:
+        for _ in range(count // 5):
+            with tempfile.TemporaryDirectory() as work:
+                round_trip(work, form)
+        for _ in range(count):
+            with tempfile.TemporaryDirectory() as work:
+                make_rows_table(work)
+                mode = random.choice(["", "--replace", "--update", "--update"])
+                text, rows = random_text(form, PIECES + [b"\n"], mode)
+                done[check_import(work, COLUMNS, text, form, rows, mode)] += 1
+        for text in mutations(MUTATED[form], 2 * count):
+            with tempfile.TemporaryDirectory() as work:
+                make_rows_table(work)
+                done[check_import(work, COLUMNS, text, form, judge(form, text))] += 1
+    print("imports by status:", done)
+
+
+main()

@@ -1,0 +1,257 @@
+#!/usr/bin/env python3
+"""Kills changing commands before each call that changes files: kills.py KIVDB PRELOAD
+
+PRELOAD is the library of stop_at.cc.  What was saved must still be there, and the
+next run must end as if nothing had happened.
+"""
+import os
+import signal
+import subprocess
+import sys
+import tempfile
+from concurrent.futures import ThreadPoolExecutor
+
+from common import make_table, read_file, read_table, run, write_file
+
+KIVDB, PRELOAD = map(os.path.abspath, sys.argv[1:])
+OLD = (978307200, 978307200)
+RECORDS = {"1": b"alpha|80|", "2": b"beta|443|", "3": b"gamma|25|"}
+NEW = b"new|9|"
+VALUES = ["name=new", "port=9"]
+ROWS = b"id,name,port\n2,new,9\n20,four,1\n21,five,2\n"
+CREATION = (b"[first]\nx = 1\n[a]\nschema = id[int]|x[int]\nrec_1 = 1, 5\n"
+            b"rec_2 = 4, 6\n[b]\nschema = id[int]|name[varchar]\n"
+            b"rec_1 = 7, {{$kivhost}}\n")
+# Words, what a record may be then if it is not as before, and the texts that
+# the table has in the end.
+CHANGES = [
+    (["add", "hosts", *VALUES], {"4": [None, NEW]}, [*RECORDS.values(), NEW]),
+    (["add", "hosts", "--id", "2", "--replace", *VALUES],
+     {"2": [RECORDS["2"], NEW]}, [RECORDS["1"], RECORDS["3"], NEW]),
+    (["set", "hosts", "2", "port=9"], {"2": [RECORDS["2"], b"beta|9|"]},
+     [RECORDS["1"], RECORDS["3"], b"beta|9|"]),
+    (["delete", "hosts", "2", "--force"], {"2": [RECORDS["2"], None]},
+     [RECORDS["1"], RECORDS["3"]]),
+    (["clear", "hosts", "--force"], {i: [RECORDS[i], None] for i in RECORDS}, []),
+    (["import", "hosts", "in.csv", "--replace"],
+     {"2": [RECORDS["2"], NEW], "20": [None, b"four|1|"], "21": [None, b"five|2|"]},
+     [RECORDS["1"], RECORDS["3"], NEW, b"four|1|", b"five|2|"]),
+]
+LEFTOVERS = {"2.tmp": NEW, "3.tmp": b"cu", "4.tmp": b"four|4|", "5": b"few",
+             "5.tmp": b"five|5|", "6.tmp": b"few|", "8.tmp": b"eight|8|",
+             "8.tmp.tmp": b"late|8|", "9.tmp": b"a\0|9|", "10": b"", "11": b"few",
+             "11.tmp.tmp": b"eleven|11|", "1~": b"", "x.ADD": b""}
+
+
+def kivdb(root, words):
+    """Runs it whatever it answers: status, standard error."""
+    done = subprocess.run([KIVDB, *words], cwd=root, capture_output=True, timeout=50,
+                          stdin=subprocess.DEVNULL)
+    return done.returncode, done.stderr
+
+
+def kill_everywhere(prepare, words, verify):
+    """verify gets each root and the number of the call, None for a whole run."""
+    number, status = 0, -signal.SIGKILL
+    while status == -signal.SIGKILL:
+        number += 1
+        with tempfile.TemporaryDirectory() as root:
+            prepare(root)
+            environment = {"LD_PRELOAD": PRELOAD, "KIVDB_STOP_AT": str(number)}
+            done = subprocess.run(
+                [KIVDB, *words], cwd=root, capture_output=True, timeout=50,
+                stdin=subprocess.DEVNULL, env=os.environ | environment)
+            status = done.returncode
+            try:
+                verify(root, number if status == -signal.SIGKILL else None)
+            except Exception as error:
+                raise AssertionError(f"{words} before call {number}: {done}") from error
+    assert status in (0, 1) and number > 3, (words, done, number)
+    return number - 1
+
+
+def prepare_hosts(root):
+    make_table(root, "hosts", RECORDS)
+    write_file(root + "/in.csv", ROWS)
+
+
+def prepare_delete(root):
+    prepare_hosts(root)
+    write_file(root + "/kiv/database/hosts/2.tmp", b"left|2|")
+
+
+def repair(root):
+    hosts = root + "/kiv/database/hosts"
+    for name in os.listdir(hosts) if os.path.isdir(hosts) else []:
+        os.utime(f"{hosts}/{name}", OLD)
+    run([KIVDB, "check", "--repair", "--restore"], cwd=root)
+
+
+def verify_records(root, outcomes):
+    """Each is whole, under its own name or as a complete temporary file."""
+    table = read_table(root + "/kiv/database/hosts")
+    for name in RECORDS | outcomes:
+        leftover = table.pop(name + ".tmp", None)
+        text = table.pop(name, None)
+        assert leftover is None or name in outcomes, (name, leftover)
+        if text is None and leftover and leftover.count(b"|") == 2:
+            text = leftover
+        assert text in outcomes.get(name, [RECORDS.get(name)]), (name, text, leftover)
+    assert not table, table
+
+
+def run_change(words, outcomes, texts):
+    def verify(root, call):
+        if call is not None:
+            verify_records(root, outcomes)
+            status, reason = kivdb(root, words)
+            if status == 1 and b"run check" in reason:
+                repair(root)
+                status, reason = kivdb(root, words)
+            assert status == 0, (status, reason)
+        repair(root)
+        run([KIVDB, "check"], cwd=root)
+        table = read_table(root + "/kiv/database/hosts")
+        assert set(table.values()) == set(texts), table
+
+    prepare = prepare_delete if words[0] == "delete" else prepare_hosts
+    return kill_everywhere(prepare, words, verify)
+
+
+def run_add_table():
+    def verify(root, call):
+        verify_records(root, {})
+        if call is not None:
+            # Of a line that was cut no repair knows the rest, but it is found.
+            is_cut = kivdb(root, ["check", "--repair"])[0] == 1 and \
+                kivdb(root, ["check"])[0] == 1
+            if is_cut:
+                run([KIVDB, "drop-table", "t", "--force"], cwd=root)
+            status, reason = kivdb(root, words)
+            is_made = not is_cut and b"is there already" in reason
+            assert status == 0 or is_made, (status, reason)
+        run([KIVDB, "check"], cwd=root)
+        line, _ = run([KIVDB, "schema", "t", "-o", "raw"], cwd=root)
+        assert line == b"id[int]|x[int]\n", line
+        run([KIVDB, "add", "t", "x=1"], cwd=root)
+
+    words = ["add-table", "t", "id:int,x:int"]
+    return kill_everywhere(prepare_hosts, words, verify)
+
+
+def run_drop_table():
+    def verify(root, call):
+        if os.path.isdir(root + "/kiv/database/hosts"):
+            verify_records(root, {i: [RECORDS[i], None] for i in RECORDS})
+        is_there = os.path.exists(root + "/kiv/schema/hosts")
+        if call is not None:
+            status, reason = kivdb(root, words)
+            assert status == (0 if is_there else 2), (status, reason)
+        for folder in ("database", "schema"):
+            assert not os.listdir(f"{root}/kiv/{folder}"), folder
+
+    words = ["drop-table", "hosts", "--force"]
+    return kill_everywhere(prepare_hosts, words, verify)
+
+
+def read_database(root):
+    """Paths and contents; not what is made beside."""
+    tree = {}
+    for path, directories, names in os.walk(root + "/kiv"):
+        directories[:] = [d for d in directories if not d.startswith("create-")]
+        for name in directories:
+            tree[os.path.relpath(os.path.join(path, name), root)] = None
+        for name in names:
+            entry = os.path.join(path, name)
+            tree[os.path.relpath(entry, root)] = (
+                read_file(entry) if os.path.isfile(entry) else None)
+    return tree
+
+
+def run_create(has_kiv):
+    def prepare(root):
+        write_file(root + "/new.ini", CREATION)
+        if has_kiv:
+            os.mkdir(root + "/kiv")
+
+    def verify(root, call):
+        tree = read_database(root)
+        is_there = "kiv/schema" in tree
+        assert tree == whole if is_there else kivdb(root, ["tables"])[0] == 2, tree
+        status, reason = kivdb(root, words)
+        assert status == (1 if is_there else 0), (status, reason)
+        assert read_database(root) == whole
+
+    words = ["create", "new.ini", "--id", "3", "--host", "h"]
+    with tempfile.TemporaryDirectory() as root:
+        prepare(root)
+        run([KIVDB, *words], cwd=root)
+        whole = read_database(root)
+        assert len(whole) == 10, whole
+    return kill_everywhere(prepare, words, verify)
+
+
+def prepare_leftovers(root):
+    hosts = make_table(root, "hosts", RECORDS | LEFTOVERS)
+    os.mkfifo(hosts + "/7.tmp")
+    for name in os.listdir(hosts):
+        os.utime(f"{hosts}/{name}", OLD)
+    make_table(root, "empty", schema=b"")
+    write_file(root + "/kiv/schema/hosts~", b"id[int]|x[int]")
+    write_file(root + "/kiv/schema/bare", b"id[int]|x[int]")
+
+
+def read_files(root):
+    """Their contents by inode; the FIFO has none."""
+    files = {}
+    for path, _, names in os.walk(root + "/kiv"):
+        for entry in (os.path.join(path, name) for name in names):
+            is_file = os.path.isfile(entry)
+            files[os.stat(entry).st_ino] = read_file(entry) if is_file else None
+    return files
+
+
+def read_end(root):
+    tree = read_database(root)
+    return {path: text for path, text in tree.items() if "/removed/" not in path}
+
+
+def run_repair(words):
+    files, end = {}, {}
+
+    def prepare(root):
+        prepare_leftovers(root)
+        files.clear()
+        files.update(read_files(root))
+
+    def verify(root, call):
+        assert read_files(root) == files
+        table = read_end(root)
+        for name, text in RECORDS.items():
+            assert table["kiv/database/hosts/" + name] == text, (name, table)
+        for name in ("4", "5", "8"):
+            path = "kiv/database/hosts/" + name
+            is_kept = table.get(path + ".tmp") == LEFTOVERS[name + ".tmp"]
+            assert is_kept or table.get(path) == LEFTOVERS[name + ".tmp"], (name, table)
+        status, reason = kivdb(root, words)
+        assert status == 1 and not reason, (status, reason)
+        assert read_files(root) == files and read_end(root) == end, read_end(root)
+
+    words = ["check", "--repair", *words]
+    with tempfile.TemporaryDirectory() as root:
+        prepare(root)
+        run([KIVDB, *words], 1, cwd=root)
+        end = read_end(root)
+    return kill_everywhere(prepare, words, verify)
+
+
+def main():
+    jobs = [(run_change, *change) for change in CHANGES]
+    jobs += [(run_add_table,), (run_drop_table,), (run_create, False),
+             (run_create, True), (run_repair, []), (run_repair, ["--restore"])]
+    with ThreadPoolExecutor(len(jobs)) as pool:
+        runs = [pool.submit(*job) for job in jobs]
+        print(f"{sum(done.result() for done in runs)} calls")
+
+
+main()
