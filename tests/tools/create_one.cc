@@ -3,11 +3,11 @@
 
 #include <kivdb/database.h>
 
-#include <cstdlib>
+#include <string>
 
 int main(int argc, char** argv) {
-  if (argc != 5) return EXIT_FAILURE;
+  if (argc != 5) return 1;
   KivDB::CKivDatabase database;
   database.open(argv[1]);  // sets the root: there is nothing to open
-  return database.Create(argv[2], std::atoi(argv[3]), argv[4]);
+  return database.Create(argv[2], std::stoi(argv[3]), argv[4]);
 }

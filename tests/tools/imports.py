@@ -327,12 +327,19 @@ MUTATED = {
     "csv": MARK + b'id,"f,\xc3\xa9",a\r\n7,"x ""y""\r\nz",1\r\n\r\n-4,,"\xe2\x82"\r\n',
     "json": b'[ {"id": 7, "a": "\\u00e9\\ud83d\\ude00\xc3\xa9"},\n{"a":-1,"id":null}]',
     "jsonl": b'{"id":"7","a":null }\n\n{"b c":\t"x\\n\\"", "id":12}\n'}
+# What is there already is not written, and keeps its bytes.
+EQUAL = [("--update", b'{"id":5, "a":"v", "d\\"e":"n"}'),
+         ("--replace", b'{"id":5, "a":"v", "b c":"w", "f,\\u00e9":"y"}')]
 
 
 def main():
     count = int(sys.argv[2])
     random.seed(int(sys.argv[3]))
     done = {0: 0, 1: 0, 2: 0}
+    for mode, text in EQUAL:
+        with tempfile.TemporaryDirectory() as work:
+            make_rows_table(work)
+            assert check_import(work, COLUMNS, text, "json", judge_json(text), mode) == 0
     for form in FORMATS:
         for _ in range(count // 5):
             with tempfile.TemporaryDirectory() as work:
