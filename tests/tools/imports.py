@@ -12,10 +12,9 @@ import re
 import sys
 import tempfile
 
-from common import call, make_table, read_table, read_value, run
+from common import call, make_table, read_table, read_value, run, write_file
 
 KIVDB = os.path.abspath(sys.argv[1])
-FORMATS = ["csv", "json", "jsonl"]
 CELL = re.compile(rb'(?:"((?:[^"]|"")*)"|([^",\r\n]*))(,|\r?\n|\Z)')
 MARK = b"\xef\xbb\xbf"
 UNNAMEABLE = [b"b c", b"f,\xc3\xa9"]  # in an update text
@@ -102,7 +101,7 @@ def check_import(root, columns, text, form, rows, mode=""):
     files = read_table(directory)
     try:
         if isinstance(rows, Exception):
-            raise CFault(1, None)
+            raise rows if isinstance(rows, CFault) else CFault(1, None)
         table = read_values(files, columns)
         steps = plan(table, columns, rows, mode) if rows is not None else None
         wanted, place = 0, None
@@ -211,7 +210,7 @@ def random_value(pieces):
     return b"".join(random.choices(pieces, k=random.choice([0, 1, 2, 4])))
 
 
-def round_trip(work, form):
+def round_trip(work, form, chosen):
     """A listing holds the values, and its import gives them again."""
     types = [random.choice([b"int", b"bigint", b"varchar"]) for _ in COLUMNS]
     schema = b"|".join(map(b"%s[%s]".__mod__, zip(COLUMNS, types)))
@@ -219,8 +218,9 @@ def round_trip(work, form):
     ids = random.sample([*range(-3, 6), 2147483647, -2147483648], 5)
     make_table(work + "/a", "t", {number: b"".join(
         random_value(pieces) + b"|" for _ in COLUMNS[1:]) for number in ids}, schema)
+    write_file(work + "/a/kiv/database/t/7", b"||||")
+    ids.append(7)
     table = read_values(read_table(work + "/a/kiv/database/t"), COLUMNS)
-    chosen = random.choice([COLUMNS, [b"a"], [b"b c", b"id"], [b"id", b'd"e', b"a"]])
     words = [KIVDB, "-r", work + "/a", "list", "t", "-o", form]
     words += [] if chosen == COLUMNS else ["--columns", b",".join(chosen)]
     text, _ = run(words)
@@ -327,23 +327,29 @@ MUTATED = {
     "csv": MARK + b'id,"f,\xc3\xa9",a\r\n7,"x ""y""\r\nz",1\r\n\r\n-4,,"\xe2\x82"\r\n',
     "json": b'[ {"id": 7, "a": "\\u00e9\\ud83d\\ude00\xc3\xa9"},\n{"a":-1,"id":null}]',
     "jsonl": b'{"id":"7","a":null }\n\n{"b c":\t"x\\n\\"", "id":12}\n'}
-# What is there already is not written, and keeps its bytes.
-EQUAL = [("--update", b'{"id":5, "a":"v", "d\\"e":"n"}'),
-         ("--replace", b'{"id":5, "a":"v", "b c":"w", "f,\\u00e9":"y"}')]
+# With the line of the fault.  What is there already is not written and keeps its
+# bytes.
+FIXED = [("json", "", b'{"a":1.5}', 1), ("json", "", b'[\n{"a":{}}]', 2),
+         ("json", "", b'{"a":1,\n"a":2\n}', 2), ("jsonl", "", b'\n{"id":20}', 2),
+         ("csv", "", b"a\n\n1\n\n\n2,3\n", 6), ("csv", "", b'a\n"\n\n"\n"2\n', 5),
+         ("json", "--update", b'{"id":5, "a":"v", "d\\"e":"n"}', None),
+         ("json", "--replace", b'{"id":5, "a":"v", "b c":"w", "f,\\u00e9":"y"}', None)]
 
 
 def main():
     count = int(sys.argv[2])
     random.seed(int(sys.argv[3]))
     done = {0: 0, 1: 0, 2: 0}
-    for mode, text in EQUAL:
+    for form, mode, text, line in FIXED:
         with tempfile.TemporaryDirectory() as work:
             make_rows_table(work)
-            assert check_import(work, COLUMNS, text, "json", judge_json(text), mode) == 0
-    for form in FORMATS:
-        for _ in range(count // 5):
+            rows = judge(form, text) if line is None else CFault(1, line)
+            check_import(work, COLUMNS, text, form, rows, mode)
+    chosens = [COLUMNS, COLUMNS, [b"a"], [b"b c", b"id"], [b"id", b'd"e', b"a"]]
+    for form in JUDGES:
+        for chosen in chosens:
             with tempfile.TemporaryDirectory() as work:
-                round_trip(work, form)
+                round_trip(work, form, chosen)
         for _ in range(count):
             with tempfile.TemporaryDirectory() as work:
                 make_rows_table(work)
