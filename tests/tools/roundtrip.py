@@ -1,5 +1,7 @@
 #!/usr/bin/env python3
-"""Dumps random databases and creates them anew: roundtrip.py KIVDB COUNT SEED
+"""Dumps random databases and creates them anew:
+
+    roundtrip.py KIVDB COUNT SEED [HOST CREATION_FILE]
 
 Every value must read as before, and what needs no other form keeps its bytes.
 """
@@ -10,19 +12,13 @@ import subprocess
 import sys
 import tempfile
 
+from common import read_value
+
 PIECES = [b"\\", b"\\\\", b"\\x2c", b"\\x7c", b"\\n", b"\\q", b",", b" ", b"  ",
           b'"', b"'", b"{", b"}", b"{{$kivid}}", b"{{$kivhost}}",
           b"{{$kivversion}}", b"\t", b"\r", b"\x0b", b"\x01", b"=", b";", b"#",
           b"[", b"]", b"a", b"7", b"\xc3\xa9", b"\xff", b"rec_1 = 1"]
 TABLES = [b"hosts", b"a b", b"\xc3\xa9", b"q'x\"y", b";c", b"#d", b"[z", b"=", b"first"]
-SHORT = {b"\\": b"\\", b"n": b"\n", b"r": b"\r", b"t": b"\t"}
-
-
-def read_value(stored):
-    def undo(match):
-        code = match.group(1)
-        return SHORT.get(code) or bytes([int(code[1:], 16)])
-    return re.sub(rb"\\([\\nrt]|x(?!00)[0-9a-fA-F]{2})", undo, stored)
 
 
 def random_record(columns):
@@ -67,21 +63,30 @@ def compare(before, after):
             assert old == new, (old, new)
 
 
+def check_database(kivdb, work, make):
+    root, copy = work.encode() + b"/root", work.encode() + b"/copy"
+    os.mkdir(root)
+    os.mkdir(copy)
+    make(root)
+    dump = subprocess.run([kivdb, "-r", root, "dump"], check=True,
+                          stdout=subprocess.PIPE).stdout
+    subprocess.run([kivdb, "-r", copy, "create", "-"], input=dump, check=True)
+    compare(read_tree(root), read_tree(copy))
+    subprocess.run([kivdb, "-r", root, "diff", copy], check=True)
+
+
 def main():
     kivdb, count, seed = sys.argv[1], int(sys.argv[2]), int(sys.argv[3])
     random.seed(seed)
-    for _ in range(count):
+    makers = [make_database] * count
+    if len(sys.argv) > 4:
+        host = sys.argv[4:]  # the example host and its creation file
+        makers.append(lambda root: subprocess.run(
+            [*host, root], check=True, stdout=subprocess.DEVNULL))
+    for make in makers:
         with tempfile.TemporaryDirectory() as work:
-            root, copy = work.encode() + b"/root", work.encode() + b"/copy"
-            make_database(root)
-            os.mkdir(copy)
-            dump = subprocess.run([kivdb, "-r", root, "dump"], check=True,
-                                  stdout=subprocess.PIPE).stdout
-            subprocess.run([kivdb, "-r", copy, "create", "-"], input=dump,
-                           check=True)
-            compare(read_tree(root), read_tree(copy))
-            subprocess.run([kivdb, "-r", root, "diff", copy], check=True)
-    print(f"{count} databases came back")
+            check_database(kivdb, work, make)
+    print(f"{len(makers)} databases came back")
 
 
 main()
