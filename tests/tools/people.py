@@ -13,7 +13,7 @@ import tempfile
 import termios
 import time
 
-from common import make_table, read_table, run, wait_until, write_file
+from common import make_table, read_table, run, write_file
 
 KIVDB = os.path.abspath(sys.argv[1])
 OLD = (978307200, 978307200)
@@ -181,24 +181,31 @@ def progress(root):
     write_file(root + "/in.csv", b"name\n" + b"n\n" * count)
     make_table(root, "new")
 
-    def reads_records(pid):
-        for name in os.listdir(f"/proc/{pid}/fd"):
-            with contextlib.suppress(FileNotFoundError):
-                if "/big/" in os.readlink(f"/proc/{pid}/fd/{name}"):
-                    return True
+    def is_at_work(pid, words):
+        if "import" in words:
+            return bool(os.listdir(root + "/kiv/database/new"))
+        with contextlib.suppress(FileNotFoundError):
+            for name in os.listdir(f"/proc/{pid}/fd"):
+                with contextlib.suppress(FileNotFoundError):
+                    if "/big/" in os.readlink(f"/proc/{pid}/fd/{name}"):
+                        return True
         return False
+
+    def start_and_stop(words, env):
+        for _ in range(100):  # on a busy machine it may have ended before
+            started = CTerminal(words, env=env)
+            while started.process.poll() is None:
+                if is_at_work(started.process.pid, words):
+                    os.kill(started.process.pid, signal.SIGSTOP)
+                    return started
+        raise AssertionError("always ends before it can be stopped")
 
     check, runs = ["-r", root, "check", "big"], []
     for words, env, status, is_shown in [
             (check, {}, 1, True), (check + ["--no-progress"], {}, 1, False),
             (check, {"NO_COLOR": ""}, 1, False), (check + ["-q"], {}, 1, False),
             (["-r", root, "import", "new", root + "/in.csv"], {}, -9, True)]:
-        started = CTerminal(words, env=env)
-        pid = started.process.pid
-        wait_until(lambda: reads_records(pid) if "check" in words
-                   else os.listdir(root + "/kiv/database/new"))
-        os.kill(pid, signal.SIGSTOP)
-        runs.append((started, words, status, is_shown))
+        runs.append((start_and_stop(words, env), words, status, is_shown))
     time.sleep(2.1)  # both seconds that are waited for, as they are whole
     for started, words, status, is_shown in runs:
         os.kill(started.process.pid, signal.SIGCONT)

@@ -278,7 +278,9 @@ def bounds(root):
     json, table, kept = (memory_of(words + more) for more in (
         ["json", "--unsorted"], ["table", "--unsorted"], ["json"]))
     assert json[1] == table[1] + 1 == kept[1] == count + 2, (json, table, kept)
-    assert kept[0] - json[0] > 1024 and table[0] - json[0] < 1024, (json, table, kept)
+    # The first rows are kept for their widths.
+    grown = kept[0] - json[0]
+    assert grown > 1024 and table[0] - json[0] < grown / 4, (json, table, kept)
 
 
 def main():
