@@ -63,8 +63,7 @@ void RequireId(const CTableReader& table, const std::string& id) {
 
 std::optional<std::string> FaultOfId(const CTableReader& table,
                                      const std::string& id) {
-  const bool isComponent =
-      !id.empty() && id != "." && id != ".." && id.find('/') == id.npos;
+  const bool isComponent = IsComponent(id);
   if (isComponent && KindOf(id) != EntryKind::kRecord) {
     return "no record, but a leftover or marker";
   }

@@ -64,9 +64,7 @@ CChange::CChange(const CContext& context, const CStore& store,
       m_table(store.root().c_str(), table.c_str()),
       m_lock(store.root().c_str(), table.c_str()) {
   m_reader.Require();
-  if (!m_lock.isHeld()) {
-    EndTrouble(table, "cannot lock: " + ReasonOf(KivDB::kInvalid));
-  }
+  RequireHeld(m_lock, table);
   m_reader.HoldLocked();
   Require(m_table.Open(), "");
 }

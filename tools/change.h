@@ -4,6 +4,7 @@
 #define TOOLS_CHANGE_H_
 
 #include <kivdb/lock.h>
+#include <kivdb/status.h>
 #include <kivdb/table.h>
 
 #include <string>
@@ -11,6 +12,7 @@
 
 #include "arguments.h"
 #include "context.h"
+#include "report.h"
 #include "store.h"
 
 namespace tool {
@@ -22,6 +24,13 @@ void BecomeOwner(const std::string& root);
 
 // How long the run waits for changes of others.
 void SetWait(const CGlobals& globals);
+
+// Ends the command unless the lock is held.
+template <typename Lock>
+void RequireHeld(const Lock& lock, const std::string& where) {
+  if (lock.isHeld()) return;
+  EndTrouble(where, "cannot lock: " + ReasonOf(KivDB::kInvalid));
+}
 
 // One table, locked from construction to the end.
 class CChange {

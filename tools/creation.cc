@@ -89,7 +89,7 @@ class CTableParser {
   }
 
   void RefuseName(const CIniSection& section) const {
-    if (!IsTableName(section.name)) {
+    if (!IsComponent(section.name)) {
       Refuse(section.line, "no name of a table: " + section.name);
     }
     if (section.name.size() > kNameMax) {

@@ -36,6 +36,13 @@ bool WriteNew(const std::string& path, std::string_view content, mode_t mode) {
 
 }  // namespace
 
+std::string ParentOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == path.npos) return ".";
+  const std::size_t last = path.find_last_not_of('/', slash);
+  return last == path.npos ? "/" : path.substr(0, last + 1);
+}
+
 void SyncDirectory(const std::string& path) { Sync(path, O_DIRECTORY); }
 
 void SyncFile(const std::string& path) { Sync(path, O_NOFOLLOW | O_NONBLOCK); }

@@ -11,6 +11,9 @@
 
 namespace tool {
 
+// The directory that the path stands in.
+std::string ParentOf(const std::string& path);
+
 // Force a directory, or a file, to disk; end the command when they cannot.
 void SyncDirectory(const std::string& path);
 void SyncFile(const std::string& path);

@@ -4,19 +4,24 @@
 
 #include "arguments.h"
 #include "ask.h"
-#include "difference.h"
 
 namespace tool {
 
-void ForetellEmptying(const CContext& context, const CTableReader& table,
-                      bool isDropped) {
-  CDifferences differences(context);
-  const Texts ids = table.IsThere() ? table.Ids() : Texts();
+void ForetellRemoval(const CContext& context, const CTableReader& table,
+                     const Texts& ids, CDifferences& differences) {
   for (const std::string& id : ids) {
     std::string reason;
     const auto record = table.Read(id, reason);
     if (record) differences.Removed(table.name(), table.schema(), *record);
     if (!reason.empty()) context.report.Note(Where(table, id), reason);
+  }
+}
+
+void ForetellEmptying(const CContext& context, const CTableReader& table,
+                      bool isDropped) {
+  CDifferences differences(context);
+  if (table.IsThere()) {
+    ForetellRemoval(context, table, table.Ids(), differences);
   }
   if (isDropped) differences.Shape('-', table.name(), "", "", "");
   differences.End();

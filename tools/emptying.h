@@ -6,9 +6,14 @@
 #include <string>
 
 #include "commands.h"
+#include "difference.h"
 #include "store.h"
 
 namespace tool {
+
+// Prints these records as removed; one that cannot be read is noted.
+void ForetellRemoval(const CContext& context, const CTableReader& table,
+                     const Texts& ids, CDifferences& differences);
 
 // Prints what a dry run foretells of the records of a table.
 void ForetellEmptying(const CContext& context, const CTableReader& table,

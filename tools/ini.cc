@@ -6,6 +6,7 @@
 #include <climits>
 #include <unordered_map>
 
+#include "input.h"
 #include "report.h"
 
 namespace tool {
@@ -81,10 +82,7 @@ const CIniValue* CIniSection::Find(const std::string& key) const {
 std::vector<CIniSection> ParseIni(const std::string& file,
                                   std::string_view text) {
   RefuseUnusable(file, text);
-  constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
-  if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
-    text.remove_prefix(kByteOrderMark.size());
-  }
+  text = WithoutByteOrderMark(text);
   CIniParser parser(file);
   while (!text.empty()) {
     const std::string_view line = text.substr(0, text.find('\n'));

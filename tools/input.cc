@@ -58,4 +58,12 @@ std::string InputName(const std::string& file) {
   return IsStandardInput(file) ? "standard input" : file;
 }
 
+std::string_view WithoutByteOrderMark(std::string_view text) {
+  constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+  if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
+    text.remove_prefix(kByteOrderMark.size());
+  }
+  return text;
+}
+
 }  // namespace tool

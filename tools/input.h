@@ -4,6 +4,7 @@
 #define TOOLS_INPUT_H_
 
 #include <string>
+#include <string_view>
 
 namespace tool {
 
@@ -13,6 +14,9 @@ std::string ReadInput(const std::string& file);
 
 // The file as messages name it.
 std::string InputName(const std::string& file);
+
+// The text behind a byte order mark, if it begins with one.
+std::string_view WithoutByteOrderMark(std::string_view text);
 
 }  // namespace tool
 

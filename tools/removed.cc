@@ -13,10 +13,6 @@
 namespace tool {
 namespace {
 
-std::string ParentOf(const std::string& path) {
-  return path.substr(0, path.rfind('/'));
-}
-
 std::string Now() {
   const std::time_t now = std::time(nullptr);
   std::tm utc{};

@@ -41,13 +41,6 @@ bool IsEmpty(const std::string& directory) {
   return true;
 }
 
-std::string ParentOf(const std::string& directory) {
-  const std::size_t slash = directory.rfind('/');
-  if (slash == directory.npos) return ".";
-  const std::size_t last = directory.find_last_not_of('/', slash);
-  return last == directory.npos ? "/" : directory.substr(0, last + 1);
-}
-
 }  // namespace
 
 void RefuseDatabase(const std::string& root) {

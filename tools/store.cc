@@ -21,7 +21,6 @@ namespace tool {
 namespace {
 
 constexpr std::size_t kPiece = 4096;
-constexpr std::size_t kValueMax = 2047;  // bytes that reading keeps
 
 struct CloseDirectory {
   void operator()(DIR* directory) const { closedir(directory); }
@@ -107,7 +106,7 @@ CLine ReadWhole(int directory, const std::string& path) {
   return ReadFile(directory, path, true);
 }
 
-bool IsTableName(const std::string& name) {
+bool IsComponent(const std::string& name) {
   return !name.empty() && name != "." && name != ".." &&
          name.find('/') == name.npos && name.find('\0') == name.npos;
 }
@@ -168,7 +167,7 @@ std::vector<std::string> CStore::Tables() const {
 }
 
 CSchema CStore::Schema(const std::string& table) const {
-  if (!IsTableName(table)) EndTrouble(table, "no such table");
+  if (!IsComponent(table)) EndTrouble(table, "no such table");
   const CLine line = ReadLine(AT_FDCWD, SchemaPathOf(table));
   if (line.error == ENOENT) EndTrouble(table, "no such table");
   if (line.error != 0) {

@@ -43,7 +43,7 @@ int WalkEntries(int directory,
                 const std::function<bool(const dirent& entry)>& visit);
 
 // Whether a table can have the name: it is that of an entry of a directory.
-bool IsTableName(const std::string& name);
+bool IsComponent(const std::string& name);
 
 // What an entry of a table directory is by its name.
 enum class EntryKind { kRecord, kTemporary, kMarker };
@@ -62,6 +62,9 @@ struct CRecord {
 // The stored values of a line, as many as it has up to the wanted number.
 std::vector<std::string_view> SplitLine(std::string_view line,
                                         std::size_t wanted);
+
+// The bytes of a value that reading keeps.
+constexpr std::size_t kValueMax = 2047;
 
 // The value that a stored one reads as.
 std::string ReadValue(std::string_view stored);

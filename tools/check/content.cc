@@ -23,7 +23,6 @@ namespace tool {
 namespace {
 
 constexpr std::size_t kBuffer = std::size_t{64} * 1024;
-constexpr std::size_t kValueMax = 2047;  // bytes that reading keeps
 // More than an escape takes for each of them: a value that long is too long.
 constexpr std::size_t kStoredMax = 4 * kValueMax + 1;
 constexpr std::size_t kShown = 40;  // bytes of a value

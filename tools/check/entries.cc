@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "ask.h"
+#include "change.h"
 #include "check/content.h"
 #include "check/leftovers.h"
 #include "check/names.h"
@@ -138,9 +139,7 @@ void WithTable(CCheckRun& run, const std::string& table, Body body) {
   std::optional<KivDB::CTableLock> lock;
   if (isLocked) {
     lock.emplace(run.store.root().c_str(), table.c_str());
-    if (!lock->isHeld()) {
-      EndTrouble(table, "cannot lock: " + ReasonOf(KivDB::kInvalid));
-    }
+    RequireHeld(*lock, table);
     state = LookAt(run.store, table);
   }
   const int error = state.directoryError;

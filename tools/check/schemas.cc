@@ -10,6 +10,7 @@
 #include <cstring>
 #include <optional>
 
+#include "change.h"
 #include "check/table_state.h"
 
 namespace tool {
@@ -107,12 +108,11 @@ void Report(CCheckRun& run, const CTableState& table) {
 void Repair(CCheckRun& run, const std::string& table) {
   const std::string& root = run.store.root();
   const KivDB::CSchemaLock schemas(root.c_str());
+  RequireHeld(schemas, table);
   std::optional<KivDB::CTableLock> entries;
-  if (schemas.isHeld() && LookAt(run.store, table).directory.isOpen()) {
+  if (LookAt(run.store, table).directory.isOpen()) {
     entries.emplace(root.c_str(), table.c_str());
-  }
-  if (!schemas.isHeld() || (entries && !entries->isHeld())) {
-    EndTrouble(table, "cannot lock: " + ReasonOf(KivDB::kInvalid));
+    RequireHeld(*entries, table);
   }
   const CTableState state = LookAt(run.store, table);
   if (state.hasSchema || state.hasDirectory) Report(run, state);

@@ -97,9 +97,7 @@ void AddTable(const CContext& context, const CAddTableOptions& options) {
   BecomeOwner(store.root());
   SetWait(context.globals);
   const KivDB::CSchemaLock lock(store.root().c_str());
-  if (!lock.isHeld()) {
-    EndTrouble(name, "cannot lock: " + ReasonOf(KivDB::kInvalid));
-  }
+  RequireHeld(lock, name);
   const Texts tables = store.Tables();
   if (std::find(tables.begin(), tables.end(), name) != tables.end()) {
     EndNo(name, "is there already");

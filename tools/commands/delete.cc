@@ -6,7 +6,7 @@
 #include "change.h"
 #include "check/leftovers.h"
 #include "commands.h"
-#include "difference.h"
+#include "emptying.h"
 #include "removed.h"
 
 namespace tool {
@@ -64,18 +64,6 @@ Texts MatchingIds(const CContext& context, const CTableReader& table,
   return matching;
 }
 
-void Foretell(const CContext& context, const CTableReader& table,
-              const Texts& ids) {
-  CDifferences differences(context);
-  for (const std::string& id : ids) {
-    std::string reason;
-    const auto record = table.Read(id, reason);
-    if (record) differences.Removed(table.name(), table.schema(), *record);
-    if (!reason.empty()) context.report.Note(Where(table, id), reason);
-  }
-  differences.End();
-}
-
 }  // namespace
 
 void Delete(const CContext& context, const CDeleteOptions& options) {
@@ -89,7 +77,9 @@ void Delete(const CContext& context, const CDeleteOptions& options) {
                         ? MatchingIds(context, table, options.conditions)
                         : ChosenIds(context, change, options);
   if (options.isDryRun) {
-    Foretell(context, table, ids);
+    CDifferences differences(context);
+    ForetellRemoval(context, table, ids, differences);
+    differences.End();
     return;
   }
   CRemoved removed(store.root());

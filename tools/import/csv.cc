@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "input.h"
+
 namespace tool {
 namespace {
 
@@ -77,10 +79,7 @@ void CCsvReader::OnRow(int /*end*/, void* reader) {
 }
 
 void CCsvReader::Read(std::string_view text) {
-  constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
-  if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
-    text.remove_prefix(kByteOrderMark.size());
-  }
+  text = WithoutByteOrderMark(text);
   while (!text.empty()) {
     const std::size_t size = std::min(text.find('\n'), text.size() - 1) + 1;
     ReadLine(text.substr(0, size));
