@@ -172,7 +172,6 @@ class KIVDB_EXPORT CKivDatabase {
   KIVDB_LOCAL int CreateTables(const char* inifile);
   KIVDB_LOCAL int CreateTable(const char* name, const CCreationFile& file);
   KIVDB_LOCAL int InsertRecords(CTable& table, const CCreationFile& file);
-  KIVDB_LOCAL int ReplacePlaceholders(char* record, unsigned int size) const;
   KIVDB_LOCAL int RemoveDirectory(CTable* table);
   KIVDB_LOCAL int RefuseCutPaths() const;
 

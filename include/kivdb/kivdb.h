@@ -12,9 +12,12 @@
 #include <kivdb/escape.h>
 #include <kivdb/listing.h>
 #include <kivdb/lock.h>
+#include <kivdb/migrate.h>
+#include <kivdb/removed.h>
 #include <kivdb/status.h>
 #include <kivdb/table.h>
 #include <kivdb/texts.h>
+#include <kivdb/upgrade.h>
 #include <kivdb/utils.h>
 #include <kivdb/version.h>
 

@@ -19,14 +19,13 @@
 #include "core/path.h"
 #include "core/sync.h"
 #include "database/creation_file.h"
+#include "database/fingerprint.h"
 #include "zel.h"
 
 namespace KivDB {
 namespace {
 
 constexpr int kSchemaFlags = O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK;
-constexpr std::size_t kFingerprintSize = 65;
-constexpr int kFingerprintKind = 3;
 
 // Appends the schema's spec of one entry "name(type)".  An entry without "(" is
 // name and type at once.
@@ -125,9 +124,8 @@ int CKivDatabase::createSchemaF(const char* name, const char* schema) {
   name = TextOrEmpty(name);
   const CPath path(m_path, kSchemaDirectory, name);
   const std::size_t length = std::strlen(schema);
-  char fingerprint[kFingerprintSize] = "";
-  FingerprintFromData(schema, length, fingerprint, sizeof(fingerprint),
-                      kFingerprintKind);
+  char fingerprint[kFingerprintSize];
+  MakeFingerprint(schema, length, fingerprint);
   CFileLock lock;
   const int status = LockSchemas(lock, name);
   if (status != kOk) return status;

@@ -4,7 +4,6 @@
 #include <kivdb/status.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstring>
 
 #include "core/log.h"
@@ -17,8 +16,6 @@
 
 namespace KivDB {
 namespace {
-
-constexpr std::size_t kNumberSize = 128;
 
 // Of two paths on one way down, the one that ends first.
 const CPath& Upper(const CPath& a, const CPath& b) {
@@ -91,28 +88,9 @@ int CKivDatabase::insertRecordsFromIni(const char* name, const char* inifile) {
 int CKivDatabase::InsertRecords(CTable& table, const CCreationFile& file) {
   RecordValue record;
   for (int i = 1; file.ReadRecord(table.name(), i, record); ++i) {
-    int status = ReplacePlaceholders(record, sizeof(record));
+    int status = ReplacePlaceholders(record, sizeof(record), m_id, m_host);
     if (status == kOk) status = table.addRecord(record, nullptr, 0);
     if (status != kOk) return status;
-  }
-  return kOk;
-}
-
-int CKivDatabase::ReplacePlaceholders(char* record, unsigned int size) const {
-  char id[kNumberSize];
-  std::snprintf(id, sizeof(id), "%i", m_id);
-  const struct {
-    const char* name;
-    const char* value;
-  } placeholders[] = {
-      {"{{$kivid}}", id},
-      {"{{$kivhost}}", m_host},
-      {"{{$kivversion}}", "1.0"},
-  };
-  for (const auto& p : placeholders) {
-    if (StringFindAndReplaceA(record, size, p.name, p.value) == nullptr) {
-      return KIVDB_FAIL(kNoReplacement, "Unable to replace %s", p.name);
-    }
   }
   return kOk;
 }

@@ -2,9 +2,12 @@
 
 #include "database/creation_file.h"
 
+#include <kivdb/status.h>
+
 #include <cstdio>
 #include <cstring>
 
+#include "core/log.h"
 #include "zel.h"
 
 namespace KivDB {
@@ -12,6 +15,7 @@ namespace {
 
 constexpr unsigned int kListSize = 4095;
 constexpr std::size_t kKeySize = 128;
+constexpr std::size_t kNumberSize = 128;
 
 }  // namespace
 
@@ -44,9 +48,29 @@ bool CCreationFile::ReadRecord(const char* table, int number,
   return ReadValue(table, key, record, sizeof(record));
 }
 
-bool CCreationFile::ReadValue(const char* table, const char* key, char* out,
+bool CCreationFile::ReadValue(const char* section, const char* key, char* out,
                               unsigned int size) const {
-  return InifileGetValueA(table, key, out, size, nullptr, m_path) >= 1;
+  return InifileGetValueA(section, key, out, size, nullptr, m_path) >= 1;
+}
+
+int ReplacePlaceholders(char* text, std::size_t size, int id,
+                        const char* host) {
+  char number[kNumberSize];
+  std::snprintf(number, sizeof(number), "%i", id);
+  const struct {
+    const char* name;
+    const char* value;
+  } placeholders[] = {
+      {kIdPlaceholder, number},
+      {kHostPlaceholder, host},
+      {"{{$kivversion}}", "1.0"},
+  };
+  for (const auto& p : placeholders) {
+    if (StringFindAndReplaceA(text, size, p.name, p.value) == nullptr) {
+      return KIVDB_FAIL(kNoReplacement, "Unable to replace %s", p.name);
+    }
+  }
+  return kOk;
 }
 
 }  // namespace KivDB

@@ -11,6 +11,9 @@ namespace KivDB {
 using SchemaValue = char[kValueSize];
 using RecordValue = char[kIniRecordSize];
 
+constexpr char kIdPlaceholder[] = "{{$kivid}}";
+constexpr char kHostPlaceholder[] = "{{$kivhost}}";
+
 // Each section but the first is a table, with the key "schema" for its schema
 // line and "rec_1", "rec_2" and so on for its records.  Values are cut to their
 // buffers.
@@ -25,21 +28,27 @@ class CCreationFile {
   // be read, or changed meanwhile.  Throws std::bad_alloc.
   bool ReadNames();
 
-  // The next of these names, or null.
+  // The first of all, which is no table, and the next table, or null.
+  const char* FirstName() const { return m_names.data(); }
   const char* NextName();
 
   // False when the table has no schema line, or no record of this number.
   bool ReadSchema(const char* table, SchemaValue& schema) const;
   bool ReadRecord(const char* table, int number, RecordValue& record) const;
 
- private:
-  bool ReadValue(const char* table, const char* key, char* out,
+  // False where the section has no such value.
+  bool ReadValue(const char* section, const char* key, char* out,
                  unsigned int size) const;
 
+ private:
   const char* m_path;
   CTextBuffer m_names;     // each with its NUL, and an empty one last
   char* m_next = nullptr;  // in m_names
 };
+
+// Puts in what the placeholders of a text stand for.  kNoReplacement, with its
+// line, when that does not fit.
+int ReplacePlaceholders(char* text, std::size_t size, int id, const char* host);
 
 }  // namespace KivDB
 
