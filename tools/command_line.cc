@@ -239,6 +239,17 @@ class CCommandLine {
       app->add_option("COLUMNS", o.columns, "NAME:TYPE,... or NAME(TYPE),...")
           ->required();
     }
+    {
+      auto [app, o] = AddCommand<CMigrateOptions>(
+          "migrate", "gives a table other columns",
+          "migrate hosts 'id:int,name>title:varchar,port:int,note:varchar'",
+          Migrate);
+      Table(app, o.table);
+      app->add_option("COLUMNS", o.columns, "NAME:TYPE,... or OLD>NEW:TYPE,...")
+          ->required();
+      app->add_flag("--force", o.isForced, "let columns go that are not named");
+      DryRun(app, o.isDryRun);
+    }
     for (const bool isDrop : {true, false}) {
       auto [app, o] =
           isDrop
@@ -259,6 +270,20 @@ class CCommandLine {
           "create", "a new database from a creation file",
           "-r /var/lib/host create host.ini", Create);
       app->add_option("FILE", o.file, "- for standard input")->required();
+      app->add_option("--id", o.id, "stands for {{$kivid}}");
+      app->add_option("--host", o.host, "stands for {{$kivhost}}");
+      DryRun(app, o.isDryRun);
+    }
+    {
+      auto [app, o] = AddCommand<CUpgradeOptions>(
+          "upgrade", "takes over what a new creation file changes",
+          "-r /var/lib/host upgrade /usr/share/host/host.ini", Upgrade);
+      app->add_option("FILE", o.file, "the new creation file")->required();
+      app->add_option("--base", o.base,
+                      "the file that the database was made from, if none is "
+                      "kept");
+      app->add_flag("--prune", o.prunes,
+                    "delete unchanged records that are shipped no more");
       app->add_option("--id", o.id, "stands for {{$kivid}}");
       app->add_option("--host", o.host, "stands for {{$kivhost}}");
       DryRun(app, o.isDryRun);

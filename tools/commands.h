@@ -109,6 +109,24 @@ struct CDropOptions {
 void DropTable(const CContext& context, const CDropOptions& options);
 void Clear(const CContext& context, const CDropOptions& options);
 
+struct CMigrateOptions {
+  std::string table;
+  std::string columns;
+  bool isForced = false;
+  bool isDryRun = false;
+};
+void Migrate(const CContext& context, const CMigrateOptions& options);
+
+struct CUpgradeOptions {
+  std::string file;
+  std::string base;
+  std::optional<int> id;
+  std::string host;
+  bool prunes = false;
+  bool isDryRun = false;
+};
+void Upgrade(const CContext& context, const CUpgradeOptions& options);
+
 struct CCheckOptions {
   Texts tables;
   bool repairs = false;

@@ -62,7 +62,7 @@ class CComparison {
     }
     const auto a = isHere ? m_here.Open(table) : nullptr;
     const auto b = isOther ? m_other.Open(table) : nullptr;
-    if (a && b) CompareColumns(table, a->schema(), b->schema());
+    if (a && b) m_differences.Columns(table, a->schema(), b->schema());
     const Names none;
     WalkBoth(a ? a->Ids() : none, b ? b->Ids() : none, IdsInOrder,
              [&](const std::string& id, bool hasHere, bool hasOther) {
@@ -70,24 +70,6 @@ class CComparison {
                               hasOther ? b.get() : nullptr);
                return !m_context.out.IsBroken();
              });
-  }
-
-  void CompareColumns(const std::string& table, const CSchema& here,
-                      const CSchema& other) {
-    for (std::size_t i = 0; i < here.columns.size(); ++i) {
-      const CField& field = here.columns[i];
-      const auto place = other.Find(field.name, i);
-      if (!place) {
-        m_differences.Shape('-', table, field.name, field.type, "");
-      } else if (other.columns[*place].type != field.type) {
-        m_differences.Shape('~', table, field.name, field.type,
-                            other.columns[*place].type);
-      }
-    }
-    for (const CField& field : other.columns) {
-      if (here.Find(field.name)) continue;
-      m_differences.Shape('+', table, field.name, "", field.type);
-    }
   }
 
   // Null where there is no such record.  False for one that cannot be read.

@@ -2,6 +2,8 @@
 
 #include "creation.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
@@ -255,6 +257,12 @@ std::string CCreationFile::TextWith(const CPlaceholders& placeholders) const {
   std::string text;
   for (const std::string& line : lines) text += line;
   return text;
+}
+
+CCreationFile ReadCreationFile(const std::string& path) {
+  CLine text = ReadWhole(AT_FDCWD, path);
+  if (text.error != 0) EndTrouble(path, text.Reason());
+  return {path, std::move(text.text)};
 }
 
 std::optional<std::string> FaultOfHost(const std::string& host) {

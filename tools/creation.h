@@ -66,6 +66,9 @@ class CCreationFile {
   std::optional<std::string> m_host;
 };
 
+// The regular file at path.  Ends the command where there is none.
+CCreationFile ReadCreationFile(const std::string& path);
+
 // Why the host cannot stand for its placeholder, if it cannot.
 std::optional<std::string> FaultOfHost(const std::string& host);
 

@@ -24,13 +24,15 @@ std::string Quoted(const std::string& value) {
 
 }  // namespace
 
-CDifferences::CDifferences(const CContext& context) : m_out(context.out) {
+CDifferences::CDifferences(const CContext& context, bool hasKept)
+    : m_out(context.out), m_hasKept(hasKept) {
   if (context.globals.format == "table") return;
   std::vector<CField> fields;
   for (const char* name : {"change", "table", "id", "column", "old", "new"}) {
     fields.push_back({name});
     if (fields.back().name == "id") fields.back().type = "int";
   }
+  if (m_hasKept) fields.push_back({"here"});
   m_format = MakeFormat(context, std::move(fields));
 }
 
@@ -38,11 +40,13 @@ void CDifferences::Row(char change, const std::string& table,
                        std::optional<std::string> id,
                        std::optional<std::string> column,
                        std::optional<std::string> from,
-                       std::optional<std::string> to) {
+                       std::optional<std::string> to,
+                       std::optional<std::string> here) {
   CRow row;
   row.id = table + (id ? "/" + *id : "");
   row.cells = {std::string(1, change), table,           std::move(id),
                std::move(column),      std::move(from), std::move(to)};
+  if (m_hasKept) row.cells.push_back(std::move(here));
   for (const auto& cell : row.cells) {
     row.raw += (row.raw.empty() ? "" : "\t") + cell.value_or("");
   }
@@ -87,6 +91,19 @@ void CDifferences::Changed(const std::string& table, const std::string& id,
               ": " + Quoted(from) + " -> " + Quoted(to) + "\n");
 }
 
+void CDifferences::Kept(const std::string& table, const std::string& id,
+                        const CField& field, const std::string& shipped,
+                        const std::string& now, const std::string& here) {
+  m_areNone = false;
+  if (m_format != nullptr) {
+    Row('!', table, id, field.name, shipped, now, here);
+    return;
+  }
+  m_out.Write("! " + Printable(table + "/" + id) + " " + Printable(field.name) +
+              ": shipped " + Quoted(shipped) + ", now " + Quoted(now) +
+              ", here " + Quoted(here) + "\n");
+}
+
 void CDifferences::Compare(const std::string& table, const CSchema& schema,
                            const CRecord& from, const CSchema& otherSchema,
                            const CRecord& to) {
@@ -117,6 +134,22 @@ void CDifferences::Shape(char change, const std::string& table,
     line += " " + from + to;
   }
   m_out.Write(line + "\n");
+}
+
+void CDifferences::Columns(const std::string& table, const CSchema& from,
+                           const CSchema& to) {
+  for (std::size_t i = 0; i < from.columns.size(); ++i) {
+    const CField& field = from.columns[i];
+    const auto place = to.Find(field.name, i);
+    if (!place) {
+      Shape('-', table, field.name, field.type, "");
+    } else if (to.columns[*place].type != field.type) {
+      Shape('~', table, field.name, field.type, to.columns[*place].type);
+    }
+  }
+  for (const CField& field : to.columns) {
+    if (!from.Find(field.name)) Shape('+', table, field.name, "", field.type);
+  }
 }
 
 void CDifferences::End() {

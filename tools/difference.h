@@ -21,7 +21,8 @@ namespace tool {
 // or as rows of change, table, id, column, old and new, one a column.
 class CDifferences {
  public:
-  explicit CDifferences(const CContext& context);
+  // hasKept: rows have a column "here", too, for Kept.
+  explicit CDifferences(const CContext& context, bool hasKept = false);
 
   // A whole record.
   void Removed(const std::string& table, const CSchema& schema,
@@ -34,6 +35,13 @@ class CDifferences {
                const CField& field, const std::string& from,
                const std::string& to);
 
+  // One value that was to become another, and stays as it is here:
+  //
+  //   ! hosts/1 port: shipped 1, now 100, here 50
+  void Kept(const std::string& table, const std::string& id,
+            const CField& field, const std::string& shipped,
+            const std::string& now, const std::string& here);
+
   // Every value in which the two differ: by the names of their columns.
   void Compare(const std::string& table, const CSchema& schema,
                const CRecord& from, const CSchema& otherSchema,
@@ -44,6 +52,10 @@ class CDifferences {
   void Shape(char change, const std::string& table, const std::string& column,
              const std::string& from, const std::string& to);
 
+  // The columns that two schemas of a table have not both.
+  void Columns(const std::string& table, const CSchema& from,
+               const CSchema& to);
+
   void End();
   bool AreNone() const { return m_areNone; }
 
@@ -52,10 +64,12 @@ class CDifferences {
              const CRecord& record);
   void Row(char change, const std::string& table, std::optional<std::string> id,
            std::optional<std::string> column, std::optional<std::string> from,
-           std::optional<std::string> to);
+           std::optional<std::string> to,
+           std::optional<std::string> here = std::nullopt);
 
   COutput& m_out;
   std::unique_ptr<CFormat> m_format;  // null: as lines
+  bool m_hasKept;
   bool m_areNone = true;
 };
 

@@ -3,28 +3,26 @@
 #ifndef TOOLS_REMOVED_H_
 #define TOOLS_REMOVED_H_
 
+#include <kivdb/removed.h>
+
 #include <string>
 
 namespace tool {
 
-// The folder kiv/removed/TIME of one run, made with the first entry that is
-// moved there.  Everything is on disk when Move returns.
+// The folder of one run.
 class CRemoved {
  public:
-  explicit CRemoved(const std::string& root) : m_kiv(root + "/kiv") {}
+  explicit CRemoved(const std::string& root) : m_folder(root.c_str()) {}
 
   // Moves an entry, given by its path below kiv, such as
-  // "database/hosts/7.tmp", to that path below the folder.  Never replaces,
-  // never copies.  Gives the new path below the root; ends the command when it
-  // cannot.
+  // "database/hosts/7.tmp".  Gives the new path below the root; ends the
+  // command when it cannot.
   std::string Move(const std::string& entry);
 
- private:
-  void MakeFolder();
-  void MakeDirectory(const std::string& path) const;
+  KivDB::CRemoved& folder() { return m_folder; }
 
-  std::string m_kiv;
-  std::string m_folder;  // below kiv; empty until it is made
+ private:
+  KivDB::CRemoved m_folder;
 };
 
 }  // namespace tool

@@ -2,6 +2,8 @@
 
 #include "check/repair.h"
 
+#include <kivdb/migrate.h>
+#include <kivdb/status.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -85,6 +87,20 @@ void CRepair::MakeDirectory(CFinding& finding) {
     Make(m_store.PathOf(finding.table), kTableMode, kiv + "/database");
     return "made kiv/database/" + finding.table;
   });
+}
+
+// All of them in one go, as the library does it.
+void CRepair::FinishMigrations(std::vector<CFinding>& findings) {
+  for (CFinding& finding : findings) finding.repair = "finish it";
+  if (!m_isActive) return;
+  const CSignalHold hold;
+  const int status = KivDB::FinishMigrations(m_store.root().c_str(), nullptr,
+                                             &m_removed.folder());
+  if (status != KivDB::kOk) m_context.report.Trouble("", ReasonOf(status));
+  for (CFinding& finding : findings) {
+    finding.isRepaired = status == KivDB::kOk;
+    finding.repair = finding.isRepaired ? "finished" : "failed";
+  }
 }
 
 void CRepair::Restore(CFinding& leftover, const std::string& id,

@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "check/finding.h"
 #include "commands.h"
@@ -36,6 +37,9 @@ class CRepair {
   void MoveTable(CFinding& finding, bool hasDirectory);
 
   void MakeDirectory(CFinding& finding);
+
+  // Finishes the migrations that were killed: one finding each.
+  void FinishMigrations(std::vector<CFinding>& findings);
 
   // Gives the leftover the name of the record.  What has that name, if there is
   // a finding for it, is moved away before.

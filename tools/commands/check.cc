@@ -8,6 +8,7 @@
 
 #include "change.h"
 #include "check/entries.h"
+#include "check/migrations.h"
 #include "check/run.h"
 #include "check/schemas.h"
 #include "commands.h"
@@ -72,6 +73,7 @@ void Check(const CContext& context, const CCheckOptions& options) {
     BecomeOwner(store.root());
     SetWait(context.globals);
   }
+  CheckMigrations(run);  // they exchange what is checked
   for (const std::string& table : tables) {
     if (context.out.IsBroken()) break;
     CheckTable(run, table);

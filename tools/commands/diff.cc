@@ -1,6 +1,5 @@
 // diff: what differs from another database.
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -19,9 +18,7 @@ std::unique_ptr<CSide> OpenOther(const std::string& other) {
   if (!S_ISREG(status.st_mode)) {
     EndTrouble(other, "neither a directory nor a regular file");
   }
-  CLine text = ReadWhole(AT_FDCWD, other);
-  if (text.error != 0) EndTrouble(other, strerror(text.error));
-  const CCreationFile file(other, std::move(text.text));
+  const CCreationFile file = ReadCreationFile(other);
   return MakeFileSide(file.Tables(file.Placeholders()));
 }
 
