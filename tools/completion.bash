@@ -100,7 +100,7 @@ _kivdb_take() {
       -r*) _kivdb_take_root "${word#-r}" ;;
       -o | --output) pending=--output ;;
       --wait | --columns | --limit | --default | --id | --max | --where | \
-        --from | --host | --redact) pending=$word ;;
+        --from | --host | --redact | --base) pending=$word ;;
     esac
   fi
 }
@@ -180,6 +180,15 @@ _kivdb_read_columns() {
   columns=("${columns[@]:1}") # without the header
 }
 
+# The columns as they are, to begin with.
+_kivdb_offer_description() {
+  local name type text=
+  while IFS=$'\t' read -r _ name type; do
+    text+=,$name:$type
+  done < <(_kivdb_run -o tsv schema -- "$table" | tail -n +2)
+  _kivdb_offer "${text#,}"
+}
+
 # Column names with "=", those before the given place left out.
 _kivdb_offer_keys() {
   local columns
@@ -227,7 +236,7 @@ _kivdb_offer_ids() {
 
 _kivdb_offer_commands() {
   _kivdb_offer tables schema list get add set delete edit import add-table \
-    drop-table clear create dump check diff help
+    migrate drop-table clear create upgrade dump check diff help
 }
 
 _kivdb_offer_options() {
@@ -237,8 +246,9 @@ _kivdb_offer_options() {
     add) _kivdb_offer --id --max --replace ;;
     delete) _kivdb_offer --where --force --dry-run ;;
     import) _kivdb_offer --from --replace --update --dry-run ;;
-    drop-table | clear) _kivdb_offer --force --dry-run ;;
+    migrate | drop-table | clear) _kivdb_offer --force --dry-run ;;
     create) _kivdb_offer --id --host --dry-run ;;
+    upgrade) _kivdb_offer --base --prune --id --host --dry-run ;;
     dump) _kivdb_offer --redact ;;
     check) _kivdb_offer --repair --restore --discard --dry-run ;;
     '') _kivdb_offer --version ;;
@@ -255,6 +265,7 @@ _kivdb_offer_value() {
     --columns) _kivdb_offer_columns ;;
     --where) _kivdb_offer_keys 0 ;;
     --redact) _kivdb_offer_table_columns ;;
+    --base) _kivdb_offer_files ;;
   esac
 }
 
@@ -272,6 +283,7 @@ _kivdb_offer_rest() {
       ;;
     set:*) _kivdb_offer_keys 1 ;;
     import:1) _kivdb_offer_files ;;
+    migrate:1) _kivdb_offer_description ;;
   esac
 }
 
@@ -279,12 +291,12 @@ _kivdb_offer_arguments() {
   case $command:${#positional[@]} in
     :*) _kivdb_offer_commands ;;
     help:0) _kivdb_offer_commands ;;
-    create:0 | diff:0) _kivdb_offer_files ;;
+    create:0 | upgrade:0 | diff:0) _kivdb_offer_files ;;
     schema:* | dump:* | check:*)
       given=("${positional[@]}")
       _kivdb_offer_tables
       ;;
-    tables:* | help:* | create:* | diff:* | add-table:*) ;;
+    tables:* | help:* | create:* | upgrade:* | diff:* | add-table:*) ;;
     *:0) _kivdb_offer_tables ;;
     *) _kivdb_offer_rest ;;
   esac

@@ -20,7 +20,8 @@ struct CMigrateOptions {
 // Gives the table these columns, "name:type,name:type": types are int, bigint
 // and varchar, the first column is the id.  A column that is there keeps its
 // values wherever it stands now, "old>new:type" renames one, any other is new
-// and empty.
+// and empty.  Where the table has these columns already nothing is done, so
+// that the same call may be made at every start.
 //
 // Names and types alone are changed in the schema file.  For all else the table
 // is built anew in kiv/migrate, exchanged, and the old one moved to
@@ -34,11 +35,12 @@ struct CMigrateOptions {
 //
 // Sets schema, where it is given, to the new schema line.  Returns kOk;
 // kSyntax, kUnknownType or kNoColumn for columns that cannot be, kNotEmpty when
-// columns would be dropped that options do not allow to drop, kNoSchema or
-// kSchemaUnreadable for the table, kBadRecord when it holds anything but
-// records that can be read; kInvalid without a lock or when the disk fails;
-// kNoMemory.  All are logged, and all but the last two leave everything as it
-// was; what these leave is the old table or is finished by the next attempt.
+// columns would be dropped that options do not allow to drop, kNoSchema,
+// kSchemaUnreadable or kNotFound for the table, kBadRecord when it holds
+// anything but records that can be read; kInvalid without a lock or when the
+// disk fails; kNoMemory.  All are logged, and all but the last two leave
+// everything as it was; what these leave is the old table or is finished by the
+// next attempt.
 //
 // removed is where the old table goes, null: to a folder of its own.
 KIVDB_EXPORT int MigrateTable(const char* root, const char* table,

@@ -52,12 +52,15 @@ int ParseEntry(std::string entry, std::string& name, std::string& type) {
   return Refuse(kUnknownType, "no type int, bigint or varchar", entry);
 }
 
-// Of a name that is none of a column now: source is set for "OLD>NEW".
+// Of a name that is none of a column now: source is set for "OLD>NEW".  One
+// that was renamed already stays, so that the same description can be given
+// again.
 int ParseRename(const CSpecs& now, std::string& name,
                 std::optional<std::size_t>& source) {
   const std::size_t arrow = name.find_first_of(">=");
   if (arrow != name.npos) {
     source = now.Find(name.substr(0, arrow));
+    if (!source) source = now.Find(name.substr(arrow + 1));
     if (!source) return Refuse(kNoColumn, "no column to rename", name);
     name.erase(0, arrow + 1);
   }

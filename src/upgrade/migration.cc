@@ -106,6 +106,11 @@ std::string CMigration::SchemaOf(const std::string& table) const {
   return m_kiv + "/schema/" + table;
 }
 
+std::string CMigration::NewOf(const std::string& table,
+                              const std::string& id) const {
+  return m_directory + "/" + table + kNew + "/" + id;
+}
+
 int CMigration::Replace(const std::string& path, const std::string& content,
                         mode_t mode, const struct stat* like) {
   const std::string stage = m_directory + "/" + kStage;
@@ -193,8 +198,8 @@ int CMigration::BuildRecords(const std::string& table, std::size_t count,
     int status = ReadRecord(table, name, count, values, like);
     if (status == kOk) status = change(name, values);
     if (status != kOk) return status;
-    return WriteFile(PathOf(table) + kNew + "/" + name, StoredLine(values),
-                     kRecordMode, &like);
+    return WriteFile(NewOf(table, name), StoredLine(values), kRecordMode,
+                     &like);
   });
 }
 
@@ -240,7 +245,7 @@ int CMigration::Make(const std::string& table, const CSpecs& columns,
   if (status == kOk) status = MakeDirectory(own + kNew, kTableMode);
   for (const auto& [id, line] : records) {
     if (status != kOk) break;
-    status = WriteFile(own + kNew + "/" + id, line, kRecordMode);
+    status = WriteFile(NewOf(table, id), line, kRecordMode);
   }
   if (status == kOk) status = SyncDirectory(own + kNew);
   if (status == kOk) {

@@ -81,6 +81,7 @@ class CMigration {
   }
   std::string DataOf(const std::string& table) const;
   std::string SchemaOf(const std::string& table) const;
+  std::string NewOf(const std::string& table, const std::string& id) const;
 
   int FindUnfinished(std::vector<std::string>& tables) const;
   int Finish(const std::string& table);

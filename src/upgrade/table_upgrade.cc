@@ -271,8 +271,8 @@ int CTableUpgrade::MergeFound(int id, CStored& stored) {
   const auto* now = m_shipped != nullptr ? m_shipped->Find(id) : nullptr;
   if (now == nullptr) return Prune(id, stored);
   if (old == nullptr) {
-    if (!m_merge.IsThere(*now, stored))
-      return Leave(CUpgradeStep::kIdTaken, id);
+    const bool isOurs = m_merge.IsThere(*now, stored);
+    if (!isOurs) return Leave(CUpgradeStep::kIdTaken, id);
     Keep(id, *now);
     return kOk;
   }

@@ -34,6 +34,13 @@ class CDatabaseUpgrade {
         m_migration(root, removed) {}
 
   int Run(const char* shipped, std::vector<CUpgradeStep>& steps) {
+    const int status = RunSteps(shipped, steps);
+    const int cleaned = m_options.isDryRun ? kOk : m_migration.Clean();
+    return status == kOk ? cleaned : status;
+  }
+
+ private:
+  int RunSteps(const char* shipped, std::vector<CUpgradeStep>& steps) {
     int status = Load(shipped);
     if (status == kOk) status = FinishMigrations();
     if (status != kOk || IsUpToDate()) return status;
@@ -47,7 +54,6 @@ class CDatabaseUpgrade {
     return status;
   }
 
- private:
   int Load(const char* shipped) {
     m_hasBase = zel_access(m_basePath.c_str(), F_OK) == 0;
     if (m_hasBase && m_options.base != nullptr) {
@@ -134,17 +140,13 @@ class CDatabaseUpgrade {
         !HasLeft(CUpgradeStep::kUnreadable)) {
       kept.origin = m_shipped.Fingerprint();
     }
-    int status = kOk;
     const std::string text = kept.Text();
     const bool isSame = m_hasBase && text == m_base.Text();
-    if (!isSame && !HasLeft(CUpgradeStep::kInterrupted)) {
-      struct stat like;
-      const bool hasLike = m_hasBase && stat(m_basePath.c_str(), &like) == 0;
-      status = m_migration.Replace(m_basePath, text, kBaseMode,
-                                   hasLike ? &like : nullptr);
-    }
-    const int cleaned = m_migration.Clean();
-    return status == kOk ? cleaned : status;
+    if (isSame || HasLeft(CUpgradeStep::kInterrupted)) return kOk;
+    struct stat like;
+    const bool hasLike = m_hasBase && stat(m_basePath.c_str(), &like) == 0;
+    return m_migration.Replace(m_basePath, text, kBaseMode,
+                               hasLike ? &like : nullptr);
   }
 
   const std::string m_root;
