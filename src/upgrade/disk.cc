@@ -21,6 +21,12 @@ namespace {
 constexpr int kWriteFlags =
     O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK;
 
+int SyncOpened(const std::string& path, int flags) {
+  const CDescriptor file(path.c_str(), O_RDONLY | flags);
+  if (file.IsOpen() && safe_fsync(file.Get()) == 0) return kOk;
+  return DiskError("force to disk", path);
+}
+
 int SyncBoth(const std::string& from, const std::string& to) {
   const std::string source = ParentOf(from);
   const std::string target = ParentOf(to);
@@ -63,9 +69,18 @@ bool IsDirectory(const std::string& path) {
 }
 
 int SyncDirectory(const std::string& path) {
-  const CDescriptor directory(path.c_str(), O_RDONLY | O_DIRECTORY);
-  if (directory.IsOpen() && safe_fsync(directory.Get()) == 0) return kOk;
-  return DiskError("force to disk", path);
+  return SyncOpened(path, O_DIRECTORY);
+}
+
+// The whole file system first: then there is nothing left to wait for when the
+// files are forced one by one, which alone tells what has failed.
+int SyncFiles(const std::string& directory) {
+  const CDescriptor opened(directory.c_str(), O_RDONLY | O_DIRECTORY);
+  if (opened.IsOpen()) syncfs(opened.Get());
+  const int status = ForEachEntry(directory, [&](const std::string& name) {
+    return SyncOpened(directory + "/" + name, O_NOFOLLOW | O_NONBLOCK);
+  });
+  return status == kOk ? SyncDirectory(directory) : status;
 }
 
 int MakeDirectory(const std::string& path, mode_t mode) {
@@ -85,7 +100,7 @@ int RenameNew(const std::string& from, const std::string& to) {
 }
 
 int WriteFile(const std::string& path, std::string_view content, mode_t mode,
-              const struct stat* like) {
+              Sync sync, const struct stat* like) {
   const CDescriptor file(path.c_str(), kWriteFlags, mode);
   if (!file.IsOpen()) return DiskError("write", path);
   const auto length = static_cast<ssize_t>(content.size());
@@ -96,7 +111,8 @@ int WriteFile(const std::string& path, std::string_view content, mode_t mode,
     const int status = MakeLike(file.Get(), *like, path);
     if (status != kOk) return status;
   }
-  return safe_fsync(file.Get()) == 0 ? kOk : DiskError("force to disk", path);
+  if (sync == Sync::kLater || safe_fsync(file.Get()) == 0) return kOk;
+  return DiskError("force to disk", path);
 }
 
 // The mode last, as a new owner may take bits of it away.

@@ -3,11 +3,15 @@
 #ifndef UPGRADE_DISK_H_
 #define UPGRADE_DISK_H_
 
+#include <kivdb/dir_iterator.h>
+#include <kivdb/status.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
 #include <string>
 #include <string_view>
+
+#include "core/walk.h"
 
 namespace KivDB {
 
@@ -26,6 +30,22 @@ bool IsDirectory(const std::string& path);
 
 int SyncDirectory(const std::string& path);
 
+// Forces a directory with all of its files to disk.
+int SyncFiles(const std::string& directory);
+
+// Calls visit with each name of a directory until that fails.
+template <typename Visit>
+int ForEachEntry(const std::string& directory, Visit visit) {
+  CDirIterator entries;
+  if (entries.open(directory) != 0) return DiskError("read", directory);
+  int status = kOk;
+  const WalkResult walk = WalkEntries(entries, [&](const char* name) {
+    status = visit(std::string(name));
+    return status == kOk;
+  });
+  return walk == WalkResult::kFailed ? DiskError("read", directory) : status;
+}
+
 // Makes a directory and forces its name to disk; one that is there will do.
 int MakeDirectory(const std::string& path, mode_t mode);
 
@@ -35,10 +55,11 @@ int Rename(const std::string& from, const std::string& to);
 // The same, but kNotEmpty, without a line, where the name is taken.
 int RenameNew(const std::string& from, const std::string& to);
 
-// Writes a file as a whole and forces it to disk, though not its name.  Where
-// like is given its mode and, as far as that is allowed, its owner count.
+// Writes a file as a whole.  Where like is given its mode and, as far as that
+// is allowed, its owner count.  Forced to disk is the file, not its name.
+enum class Sync { kNow, kLater };
 int WriteFile(const std::string& path, std::string_view content, mode_t mode,
-              const struct stat* like = nullptr);
+              Sync sync, const struct stat* like = nullptr);
 
 // Gives what is open the mode and, as far as that is allowed, the owner.
 int MakeLike(int fd, const struct stat& like, const std::string& path);

@@ -38,27 +38,13 @@ int RefuseEntry(const std::string& table, const std::string& entry,
                     entry.c_str(), why);
 }
 
-// Calls visit with each name of a directory until it fails.
-template <typename Visit>
-int ForEachEntry(const std::string& directory, Visit visit) {
-  CDirIterator entries;
-  if (entries.open(directory) != 0) return DiskError("read", directory);
-  int status = kOk;
-  const WalkResult walk = WalkEntries(entries, [&](const char* name) {
-    status = visit(std::string(name));
-    return status == kOk;
-  });
-  return walk == WalkResult::kFailed ? DiskError("read", directory) : status;
-}
-
-// Gives a directory the mode and owner of another, and forces it to disk.
+// Gives a directory the mode and owner of another, and forces all of it to
+// disk.
 int FinishDirectory(const std::string& path, const struct stat& like) {
   const CDescriptor directory(path.c_str(), O_RDONLY | O_DIRECTORY);
   if (!directory.IsOpen()) return DiskError("read", path);
   const int status = MakeLike(directory.Get(), like, path);
-  if (status != kOk) return status;
-  return safe_fsync(directory.Get()) == 0 ? kOk
-                                          : DiskError("force to disk", path);
+  return status == kOk ? SyncFiles(path) : status;
 }
 
 // Whether the directory holds these records and nothing else.
@@ -115,7 +101,7 @@ int CMigration::Replace(const std::string& path, const std::string& content,
                         mode_t mode, const struct stat* like) {
   const std::string stage = m_directory + "/" + kStage;
   int status = MakeDirectory(m_directory, kTreeMode);
-  if (status == kOk) status = WriteFile(stage, content, mode, like);
+  if (status == kOk) status = WriteFile(stage, content, mode, Sync::kNow, like);
   if (status == kOk) status = Rename(stage, path);
   if (status != kOk) unlink(stage.c_str());
   return status;
@@ -158,7 +144,7 @@ int CMigration::Build(const std::string& table, std::size_t count,
   if (status == kOk) status = FinishDirectory(own + kNew, old);
   if (status == kOk) {
     status = WriteFile(own + kSchema, SchemaContent(columns.Line()),
-                       kSchemaMode, &oldSchema);
+                       kSchemaMode, Sync::kNow, &oldSchema);
   }
   return status == kOk ? SyncDirectory(own) : status;
 }
@@ -199,7 +185,7 @@ int CMigration::BuildRecords(const std::string& table, std::size_t count,
     if (status == kOk) status = change(name, values);
     if (status != kOk) return status;
     return WriteFile(NewOf(table, name), StoredLine(values), kRecordMode,
-                     &like);
+                     Sync::kLater, &like);
   });
 }
 
@@ -245,12 +231,12 @@ int CMigration::Make(const std::string& table, const CSpecs& columns,
   if (status == kOk) status = MakeDirectory(own + kNew, kTableMode);
   for (const auto& [id, line] : records) {
     if (status != kOk) break;
-    status = WriteFile(NewOf(table, id), line, kRecordMode);
+    status = WriteFile(NewOf(table, id), line, kRecordMode, Sync::kLater);
   }
-  if (status == kOk) status = SyncDirectory(own + kNew);
+  if (status == kOk) status = SyncFiles(own + kNew);
   if (status == kOk) {
-    status =
-        WriteFile(own + kSchema, SchemaContent(columns.Line()), kSchemaMode);
+    status = WriteFile(own + kSchema, SchemaContent(columns.Line()),
+                       kSchemaMode, Sync::kNow);
   }
   if (status == kOk && !IsThere(data)) status = Rename(own + kNew, data);
   if (status == kOk) status = Rename(own + kSchema, SchemaOf(table));
