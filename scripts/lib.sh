@@ -67,6 +67,7 @@ need_tools() {
   want /usr/include/CLI/CLI.hpp:libcli11-dev \
     /usr/include/nlohmann/json.hpp:nlohmann-json3-dev \
     /usr/include/csv.h:libcsv-dev /usr/include/utf8proc.h:libutf8proc-dev \
+    /usr/include/archive.h:libarchive-dev \
     cram3:python3-cram mandoc:mandoc
 }
 

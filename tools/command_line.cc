@@ -45,6 +45,7 @@ class CCommandLine {
     AddChanging();
     AddTables();
     AddWhole();
+    AddCopies();
     AddHelp();
   }
 
@@ -319,6 +320,21 @@ class CCommandLine {
                                    "diff /var/lib/other", Diff);
       app->add_option("OTHER", o.other, "a root or a creation file")
           ->required();
+    }
+  }
+
+  void AddCopies() {
+    {
+      auto [app, o] = AddCommand<CCopyOptions>(
+          "backup", "a tar archive of all tables, beside a running host",
+          "backup /var/backups/host.tar", Backup);
+      app->add_option("FILE", o.file, "- for standard output")->required();
+    }
+    {
+      auto [app, o] = AddCommand<CCopyOptions>(
+          "restore", "a new database from such an archive",
+          "-r /var/lib/host restore /var/backups/host.tar", Restore);
+      app->add_option("FILE", o.file, "- for standard input")->required();
     }
   }
 

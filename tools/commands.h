@@ -136,6 +136,12 @@ struct CCheckOptions {
 };
 void Check(const CContext& context, const CCheckOptions& options);
 
+struct CCopyOptions {
+  std::string file;  // "-": a standard stream
+};
+void Backup(const CContext& context, const CCopyOptions& options);
+void Restore(const CContext& context, const CCopyOptions& options);
+
 struct CDiffOptions {
   std::string other;
 };

@@ -236,7 +236,7 @@ _kivdb_offer_ids() {
 
 _kivdb_offer_commands() {
   _kivdb_offer tables schema list get add set delete edit import add-table \
-    migrate drop-table clear create upgrade dump check diff help
+    migrate drop-table clear create upgrade dump check diff backup restore help
 }
 
 _kivdb_offer_options() {
@@ -291,12 +291,13 @@ _kivdb_offer_arguments() {
   case $command:${#positional[@]} in
     :*) _kivdb_offer_commands ;;
     help:0) _kivdb_offer_commands ;;
-    create:0 | upgrade:0 | diff:0) _kivdb_offer_files ;;
+    create:0 | upgrade:0 | diff:0 | backup:0 | restore:0) _kivdb_offer_files ;;
     schema:* | dump:* | check:*)
       given=("${positional[@]}")
       _kivdb_offer_tables
       ;;
     tables:* | help:* | create:* | upgrade:* | diff:* | add-table:*) ;;
+    backup:* | restore:*) ;;
     *:0) _kivdb_offer_tables ;;
     *) _kivdb_offer_rest ;;
   esac

@@ -6,8 +6,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <iterator>
 
 #include "descriptor.h"
 #include "report.h"
@@ -26,12 +28,8 @@ bool WriteNew(const std::string& path, std::string_view content, mode_t mode) {
   constexpr int kFlags =
       O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
   const CDescriptor file(open(path.c_str(), kFlags, mode));
-  while (file.isOpen() && !content.empty()) {
-    const ssize_t written = write(file.get(), content.data(), content.size());
-    if (written < 0 && errno != EINTR) return false;
-    if (written > 0) content.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return file.isOpen() && fsync(file.get()) == 0;
+  return file.isOpen() && WriteAll(file.get(), content) &&
+         fsync(file.get()) == 0;
 }
 
 }  // namespace
@@ -46,6 +44,15 @@ std::string ParentOf(const std::string& path) {
 void SyncDirectory(const std::string& path) { Sync(path, O_DIRECTORY); }
 
 void SyncFile(const std::string& path) { Sync(path, O_NOFOLLOW | O_NONBLOCK); }
+
+bool WriteAll(int file, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = write(file, text.data(), text.size());
+    if (written < 0 && errno != EINTR) return false;
+    if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
 
 bool RenameNew(const std::string& from, const std::string& to) {
   if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(),
@@ -74,10 +81,20 @@ void ReplaceFile(const std::string& path, std::string_view content,
 CSignalHold::CSignalHold() {
   sigset_t held;
   sigemptyset(&held);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&held, signal);
+  for (const int signal : kEndingSignals) sigaddset(&held, signal);
   sigprocmask(SIG_BLOCK, &held, &m_before);
 }
 
 CSignalHold::~CSignalHold() { sigprocmask(SIG_SETMASK, &m_before, nullptr); }
+
+bool CSignalHold::IsPending() const {
+  sigset_t pending;
+  sigpending(&pending);
+  return std::any_of(std::begin(kEndingSignals), std::end(kEndingSignals),
+                     [&](int signal) {
+                       return sigismember(&pending, signal) == 1 &&
+                              sigismember(&m_before, signal) == 0;
+                     });
+}
 
 }  // namespace tool

@@ -18,6 +18,10 @@ std::string ParentOf(const std::string& path);
 void SyncDirectory(const std::string& path);
 void SyncFile(const std::string& path);
 
+// Writes all of the text to an open file; false, with errno set, when it
+// cannot.
+bool WriteAll(int file, std::string_view text);
+
 // Renames without replacing: false, with EEXIST, where the name is taken.  On a
 // file system that cannot refuse to replace, the caller sees to it that nobody
 // else makes entries there.
@@ -29,7 +33,10 @@ bool RenameNew(const std::string& from, const std::string& to);
 void ReplaceFile(const std::string& path, std::string_view content,
                  mode_t mode);
 
-// Holds SIGINT, SIGTERM and SIGHUP off while it lives, so that a change is done
+// The signals that end a run.
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+// Holds them off while it lives, so that a change is done
 // or not begun when one of them ends the process.
 class CSignalHold {
  public:
@@ -37,6 +44,9 @@ class CSignalHold {
   ~CSignalHold();
   CSignalHold(const CSignalHold&) = delete;
   CSignalHold& operator=(const CSignalHold&) = delete;
+
+  // Whether one of them waits to end the process.
+  bool IsPending() const;
 
  private:
   sigset_t m_before;

@@ -11,11 +11,11 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "descriptor.h"
+#include "disk.h"
 #include "report.h"
 #include "store.h"
 
@@ -26,15 +26,6 @@ namespace {
 std::string Variable(const char* name, const std::string& fallback) {
   const char* value = std::getenv(name);
   return value != nullptr && *value != '\0' ? value : fallback;
-}
-
-bool WriteAll(int fd, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = write(fd, text.data(), text.size());
-    if (written < 0 && errno != EINTR) return false;
-    if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
 }
 
 // A new file with the text, of mode 0600.  Empty, with errno set, when it

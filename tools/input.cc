@@ -10,7 +10,6 @@
 #include <cerrno>
 #include <cstddef>
 
-#include "descriptor.h"
 #include "report.h"
 
 namespace tool {
@@ -22,29 +21,31 @@ bool IsStandardInput(const std::string& file) {
   return file.empty() || file == "-";
 }
 
+}  // namespace
+
 // Opened for waiting: a FIFO may have no writer yet.
-CDescriptor Open(const std::string& file) {
-  CDescriptor input(open(file.c_str(), O_RDONLY | O_NOCTTY | O_CLOEXEC));
+CDescriptor OpenInput(const std::string& file) {
+  const bool isStandard = IsStandardInput(file);
+  CDescriptor input(isStandard
+                        ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                        : open(file.c_str(), O_RDONLY | O_NOCTTY | O_CLOEXEC));
   struct stat status {};
   if (!input.isOpen() || fstat(input.get(), &status) != 0) {
-    EndTrouble(file, WithError("cannot open", errno));
+    EndTrouble(InputName(file), WithError("cannot open", errno));
   }
-  if (!S_ISREG(status.st_mode) && !S_ISFIFO(status.st_mode)) {
+  if (!isStandard && !S_ISREG(status.st_mode) && !S_ISFIFO(status.st_mode)) {
     EndTrouble(file, "no regular file");
   }
   return input;
 }
 
-}  // namespace
-
 std::string ReadInput(const std::string& file) {
-  const CDescriptor input = IsStandardInput(file) ? CDescriptor() : Open(file);
-  const int fd = input.isOpen() ? input.get() : STDIN_FILENO;
+  const CDescriptor input = OpenInput(file);
   std::string text;
   for (;;) {
     const std::size_t old = text.size();
     text.resize(old + kPiece);
-    const ssize_t length = read(fd, text.data() + old, kPiece);
+    const ssize_t length = read(input.get(), text.data() + old, kPiece);
     const int error = length < 0 ? errno : 0;
     text.resize(old + static_cast<std::size_t>(std::max(length, ssize_t{0})));
     if (length == 0) return text;

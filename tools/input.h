@@ -6,7 +6,13 @@
 #include <string>
 #include <string_view>
 
+#include "descriptor.h"
+
 namespace tool {
+
+// Opens a file or FIFO, or standard input for an empty name or "-".  Ends the
+// command when it cannot.
+CDescriptor OpenInput(const std::string& file);
 
 // The whole content of a file or FIFO, or of standard input for an empty name
 // or "-".  Ends the command with kTrouble when it cannot be read.

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <string>
 
+#include "disk.h"
+
 namespace tool {
 namespace {
 
@@ -23,12 +25,7 @@ void COutput::Write(std::string_view text) {
 
 void COutput::Flush() {
   if (m_isHeld) return;
-  std::string_view rest = m_text;
-  while (!rest.empty() && !IsBroken()) {
-    const ssize_t written = write(STDOUT_FILENO, rest.data(), rest.size());
-    if (written > 0) rest.remove_prefix(static_cast<std::size_t>(written));
-    if (written < 0 && errno != EINTR) m_error = errno;
-  }
+  if (!IsBroken() && !WriteAll(STDOUT_FILENO, m_text)) m_error = errno;
   m_text.clear();
 }
 

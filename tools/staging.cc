@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +17,7 @@
 
 #include "disk.h"
 #include "report.h"
+#include "store.h"
 
 namespace tool {
 namespace {
@@ -121,13 +123,43 @@ void CStaging::Move(const std::string& entry) const {
   EndTrouble(to, WithError("cannot be made", errno));
 }
 
+// A database is there from its schemas on.
+std::vector<std::string> CStaging::EntriesInOrder() const {
+  const std::vector<std::string> last = {"kiv/database", "kiv/schema"};
+  std::vector<std::string> entries;
+  KivDB::CDirIterator names;
+  if (names.open(m_path + "/kiv") != 0) EndTrouble(m_path, strerror(errno));
+  while (const dirent* name = names.read()) {
+    const std::string entry = std::string("kiv/") + name->d_name;
+    const bool isLast =
+        std::find(last.begin(), last.end(), entry) != last.end();
+    if (IsComponent(name->d_name) && !isLast) entries.push_back(entry);
+  }
+  std::sort(entries.begin(), entries.end());
+  entries.insert(entries.end(), last.begin(), last.end());
+  return entries;
+}
+
+void CStaging::MoveEntries() const {
+  const std::vector<std::string> replaceable = {"kiv/base.ini", "kiv/database",
+                                                "kiv/schema"};
+  const std::vector<std::string> entries = EntriesInOrder();
+  for (const std::string& entry : entries) {
+    const bool isReplaceable = std::find(replaceable.begin(), replaceable.end(),
+                                         entry) != replaceable.end();
+    if (!isReplaceable && IsThere(m_root + "/" + entry)) {
+      EndNo(m_root + "/" + entry, "is there already");
+    }
+  }
+  for (const std::string& entry : entries) {
+    Move(entry);
+    SyncDirectory(m_root + "/kiv");
+  }
+}
+
 void CStaging::Take() {
   if (m_hasKiv) {
-    // A database is there from its schemas on.
-    for (const char* entry : {"kiv/base.ini", "kiv/database", "kiv/schema"}) {
-      Move(entry);
-      SyncDirectory(m_root + "/kiv");
-    }
+    MoveEntries();
   } else {
     Move("kiv");
   }

@@ -25,6 +25,9 @@ class CStaging {
 
   const std::string& path() const { return m_path; }
 
+  // Whether ROOT/kiv is there, and stays: only what is below it is taken.
+  bool KeepsKiv() const { return m_hasKiv; }
+
   // Renames PATH/kiv to ROOT/kiv, which may be there and empty.  Where it is
   // something else, such as a mount, or holds what is no part of a database,
   // the entries are renamed, the schemas last.
@@ -33,6 +36,8 @@ class CStaging {
  private:
   void MakeRoot();
   bool IsReplaceable() const;
+  std::vector<std::string> EntriesInOrder() const;
+  void MoveEntries() const;
   void Move(const std::string& entry) const;
 
   std::string m_root;

@@ -28,16 +28,15 @@ struct CloseDirectory {
 using Directory = std::unique_ptr<DIR, CloseDirectory>;
 
 // Reads up to the end of the file, or to its first line feed.
-CLine ReadFile(int directory, const std::string& path, bool isWhole) {
-  const CDescriptor file = OpenQuietly(directory, path);
+CLine ReadOpened(int file, bool isWhole) {
   struct stat status {};
-  if (!file.isOpen() || fstat(file.get(), &status) != 0) return {errno, {}};
+  if (fstat(file, &status) != 0) return {errno, {}};
   if (!S_ISREG(status.st_mode)) return {EINVAL, {}};
   CLine line;
   for (;;) {
     const std::size_t old = line.text.size();
     line.text.resize(old + kPiece);
-    const ssize_t length = read(file.get(), line.text.data() + old, kPiece);
+    const ssize_t length = read(file, line.text.data() + old, kPiece);
     const int error = length < 0 ? errno : 0;
     line.text.resize(old +
                      static_cast<std::size_t>(std::max(length, ssize_t{0})));
@@ -48,6 +47,11 @@ CLine ReadFile(int directory, const std::string& path, bool isWhole) {
     if (feed != line.text.npos) line.text.resize(feed);
     if (length == 0 || feed != line.text.npos) return line;
   }
+}
+
+CLine ReadFile(int directory, const std::string& path, bool isWhole) {
+  const CDescriptor file = OpenQuietly(directory, path);
+  return file.isOpen() ? ReadOpened(file.get(), isWhole) : CLine{errno, {}};
 }
 
 int WalkNames(int directory,
@@ -105,6 +109,8 @@ CLine ReadLine(int directory, const std::string& path) {
 CLine ReadWhole(int directory, const std::string& path) {
   return ReadFile(directory, path, true);
 }
+
+CLine ReadRest(int file) { return ReadOpened(file, true); }
 
 bool IsComponent(const std::string& name) {
   return !name.empty() && name != "." && name != ".." &&

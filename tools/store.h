@@ -36,6 +36,9 @@ CLine ReadLine(int directory, const std::string& path);
 // The whole content, likewise.
 CLine ReadWhole(int directory, const std::string& path);
 
+// The rest of an open file that is regular.
+CLine ReadRest(int file);
+
 // Calls visit with each entry but the dots, in the order of an open directory,
 // without a lock.  visit ends the walk with false.  Gives the error number that
 // ended it, or 0.

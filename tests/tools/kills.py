@@ -168,9 +168,12 @@ def read_database(root):
     return tree
 
 
-def run_create(has_kiv):
+def run_create(has_kiv, restores=False):
     def prepare(root):
         write_file(root + "/new.ini", CREATION)
+        if restores:
+            run([KIVDB, "-r", "old", *create], cwd=root)
+            run([KIVDB, "-r", "old", "backup", "new.tar"], cwd=root)
         if has_kiv:
             os.mkdir(root + "/kiv")
 
@@ -182,13 +185,28 @@ def run_create(has_kiv):
         assert status == (1 if is_there else 0), (status, reason)
         assert read_database(root) == whole
 
-    words = ["create", "new.ini", "--id", "3", "--host", "h"]
+    create = ["create", "new.ini", "--id", "3", "--host", "h"]
+    words = ["restore", "new.tar"] if restores else create
     with tempfile.TemporaryDirectory() as root:
         prepare(root)
         run([KIVDB, *words], cwd=root)
         whole = read_database(root)
         assert len(whole) == 10, whole
     return kill_everywhere(prepare, words, verify)
+
+
+def run_backup():
+    def prepare(root):
+        prepare_hosts(root)
+        write_file(root + "/file.tar", b"older")
+
+    def verify(root, call):
+        if call is None or read_file(root + "/file.tar") != b"older":
+            run([KIVDB, "-r", "new", "restore", "file.tar"], cwd=root)
+            assert read_table(root + "/new/kiv/database/hosts") == RECORDS
+        verify_records(root, {})
+
+    return kill_everywhere(prepare, ["backup", "file.tar"], verify)
 
 
 def prepare_leftovers(root):
@@ -248,7 +266,8 @@ def run_repair(words):
 def main():
     jobs = [(run_change, *change) for change in CHANGES]
     jobs += [(run_add_table,), (run_drop_table,), (run_create, False),
-             (run_create, True), (run_repair, []), (run_repair, ["--restore"])]
+             (run_create, True), (run_create, False, True), (run_create, True, True),
+             (run_backup,), (run_repair, []), (run_repair, ["--restore"])]
     with ThreadPoolExecutor(len(jobs)) as pool:
         runs = [pool.submit(*job) for job in jobs]
         print(f"{sum(done.result() for done in runs)} calls")

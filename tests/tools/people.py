@@ -233,7 +233,8 @@ PRINTING = [
     ("delete hosts --where port=80 --dry-run", 0), ("clear hosts --dry-run", 0),
     ("drop-table hosts --dry-run", 0), ("import hosts same.csv --update", 0),
     ("import hosts in.csv --replace --dry-run", 0),
-    ("-r none create new.ini --dry-run", 0), ("--version", 0), ("--help", 0)]
+    ("-r none create new.ini --dry-run", 0), ("backup -", 0), ("--version", 0),
+    ("--help", 0)]
 SILENT = ["set hosts 1 port=81", "set hosts 1 port=80"]
 NO = ["get hosts 9", "get hosts 9 port", "list hosts port=5",
       "list hosts port=5 --count",
@@ -241,7 +242,8 @@ NO = ["get hosts 9", "get hosts 9 port", "list hosts port=5",
       "set hosts 9 port=1", "delete hosts 1 9", "delete hosts --where port=5",
       "edit hosts 9", "import hosts in.csv", "import hosts bad.csv",
       "import hosts in.csv --dry-run", "create new.ini", "add-table hosts id:int,x:int",
-      "check", "check --repair --dry-run", "diff other", "diff new.ini", "dump odd"]
+      "check", "check --repair --dry-run", "diff other", "diff new.ini", "dump odd",
+      "-r other backup -", "restore in.csv"]
 
 
 def make_streams(root):
@@ -249,6 +251,7 @@ def make_streams(root):
     make_table(root, "odd", {"1x": b"a|1|"})
     make_table(root + "/other", "hosts", {1: b"a|81|"})
     write_file(root + "/in.csv", b"id,port\n1,8080\n")
+    os.symlink("hosts", root + "/other/kiv/link")
     write_file(root + "/same.csv", b"id,port\n1,80\n")
     write_file(root + "/bad.csv", b"id\n1,2\n")
     write_file(root + "/new.ini", b"[f]\n[t]\nschema = id[int]|x[int]\n")
