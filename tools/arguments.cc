@@ -13,8 +13,8 @@ namespace tool {
 std::size_t ColumnOf(const CTableReader& table, const std::string& name) {
   const auto column = table.schema().Find(name);
   if (column) return *column;
-  EndTrouble(table.name(),
-             "no column " + name + ", there are " + table.schema().Names());
+  EndUsage(table.name(),
+           "no column " + name + ", there are " + table.schema().Names());
 }
 
 std::vector<CAssignment> ParseAssignments(
@@ -23,13 +23,13 @@ std::vector<CAssignment> ParseAssignments(
   for (const std::string& text : texts) {
     const std::size_t sign = text.find('=');
     if (sign == text.npos) {
-      EndTrouble(table.name(), "no COLUMN=VALUE: " + text);
+      EndUsage(table.name(), "no COLUMN=VALUE: " + text);
     }
     const std::size_t column = ColumnOf(table, text.substr(0, sign));
     const bool isTwice = std::any_of(
         assignments.begin(), assignments.end(),
         [&](const CAssignment& other) { return other.column == column; });
-    if (isTwice) EndTrouble(table.name(), "twice: " + text.substr(0, sign));
+    if (isTwice) EndUsage(table.name(), "twice: " + text.substr(0, sign));
     assignments.push_back({column, text.substr(sign + 1)});
   }
   return assignments;
@@ -41,10 +41,10 @@ std::vector<CAssignment> ParseValues(const CTableReader& table,
   for (const auto& [column, value] : values) {
     const std::string& name = table.schema().columns[column].name;
     if (column == 0) {
-      EndTrouble(table.name(), "the " + name + " cannot be set");
+      EndUsage(table.name(), "the " + name + " cannot be set");
     }
     const auto fault = FaultOf(value);
-    if (fault) EndTrouble(table.name() + "." + name, *fault);
+    if (fault) EndUsage(table.name() + "." + name, *fault);
   }
   return values;
 }
@@ -56,18 +56,17 @@ bool Meets(const CRecord& record, const std::vector<CAssignment>& conditions) {
       });
 }
 
-void RequireId(const CTableReader& table, const std::string& id) {
-  const auto fault = FaultOfId(table, id);
-  if (fault) EndTrouble(Where(table, id), *fault);
+void RequireId(const CTableReader& table, const std::string& id, bool isThere) {
+  const auto fault = FaultOfId(id, isThere);
+  if (fault) EndUsage(Where(table, id), *fault);
 }
 
-std::optional<std::string> FaultOfId(const CTableReader& table,
-                                     const std::string& id) {
+std::optional<std::string> FaultOfId(const std::string& id, bool isThere) {
   const bool isComponent = IsComponent(id);
   if (isComponent && KindOf(id) != EntryKind::kRecord) {
     return "no record, but a leftover or marker";
   }
-  if (isComponent && (IsCanonicalId(id) || table.Has(id))) return std::nullopt;
+  if (isComponent && (IsCanonicalId(id) || isThere)) return std::nullopt;
   return "no such record, and no id of a new one";
 }
 
@@ -75,6 +74,11 @@ std::optional<std::string> FaultOf(const std::string& value) {
   const KivDB::CRecordText text(value);
   if (text.ok()) return std::nullopt;
   return text.error().substr(text.error().find(": ") + 2);
+}
+
+void RequireColumns(const CTableReader& table) {
+  if (table.schema().columns.size() >= 2) return;
+  EndTrouble(table.name(), "has no column but the id");
 }
 
 std::string Where(const CTableReader& table, const std::string& id) {

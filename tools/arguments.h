@@ -34,17 +34,19 @@ bool Meets(const CRecord& record, const std::vector<CAssignment>& conditions);
 // The place of a column; ends the command for an unknown one.
 std::size_t ColumnOf(const CTableReader& table, const std::string& name);
 
-// Ends the command for an id that is that of no record: neither a name in the
-// table nor a number in its one form, or the name of a temporary file or
-// marker.
-void RequireId(const CTableReader& table, const std::string& id);
+// Ends the command for an id that is that of no record: neither a name that is
+// there in the table nor a number in its one form, or the name of a temporary
+// file or marker.
+void RequireId(const CTableReader& table, const std::string& id, bool isThere);
 
 // What is wrong with such an id.
-std::optional<std::string> FaultOfId(const CTableReader& table,
-                                     const std::string& id);
+std::optional<std::string> FaultOfId(const std::string& id, bool isThere);
 
 // Why the library could not keep the value, if it could not.
 std::optional<std::string> FaultOf(const std::string& value);
+
+// Ends the command for a table whose records could hold nothing.
+void RequireColumns(const CTableReader& table);
 
 // "TABLE/ID"
 std::string Where(const CTableReader& table, const std::string& id);

@@ -79,19 +79,16 @@ void CChange::RefuseInterrupted(const std::string& id) const {
   }
 }
 
-std::string CChange::Add(const std::vector<std::string>& values,
-                         unsigned int max) {
-  KivDB::CRecordText text;
-  for (const std::string& value : values) text.Add(value);
-  tool::Require(text, m_reader.name());
-  int id = 0;
-  const CSignalHold hold;
-  const int status = m_table.addRecord(text.c_str(), &id, max);
-  if (status == KivDB::kIdAboveMaximum) {
-    EndNo(m_reader.name(), ReasonOf(status));
+void CChange::Write(const CRecordWrite& write) {
+  // Of a host that does not lock, or through another name of the directory.
+  if (write.isNew && m_reader.Has(write.id)) {
+    EndTrouble(Where(m_reader, write.id), "has come meanwhile");
   }
-  Require(status, "");
-  return std::to_string(id);
+  if (write.whole.empty()) {
+    Update(write.id, write.changed);
+  } else {
+    Save(write.id, write.whole);
+  }
 }
 
 void CChange::Save(const std::string& id,
@@ -105,7 +102,8 @@ void CChange::Save(const std::string& id,
 
 void CChange::RequireUpdatable(const std::string& id,
                                const std::vector<CAssignment>& values) const {
-  tool::Require(TextOf(m_reader, values), Where(m_reader, id));
+  const auto text = TextOf(m_reader, values);
+  if (!text.ok()) EndUsage(Where(m_reader, id), text.error());
 }
 
 void CChange::Update(const std::string& id,

@@ -32,6 +32,14 @@ void RequireHeld(const Lock& lock, const std::string& where) {
   EndTrouble(where, "cannot lock: " + ReasonOf(KivDB::kInvalid));
 }
 
+// One record to write.
+struct CRecordWrite {
+  std::string id;
+  std::vector<std::string> whole;    // all values behind the id, or
+  std::vector<CAssignment> changed;  // where there are none, these
+  bool isNew = false;                // it replaces nothing
+};
+
 // One table, locked from construction to the end.
 class CChange {
  public:
@@ -59,13 +67,13 @@ class CChange {
 
   // Each ends the command when it fails, and is done or not begun when a signal
   // ends the process.  values are those of all columns behind the id, plain.
-  std::string Add(const std::vector<std::string>& values, unsigned int max);
-  void Save(const std::string& id, const std::vector<std::string>& values);
+  void Write(const CRecordWrite& write);
   void Update(const std::string& id, const std::vector<CAssignment>& values);
   void Delete(const std::string& id);
   void Clear();
 
  private:
+  void Save(const std::string& id, const std::vector<std::string>& values);
   void Require(int status, const std::string& id) const;
 
   CTableReader m_reader;

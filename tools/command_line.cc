@@ -10,6 +10,7 @@
 #include <numeric>
 #include <utility>
 
+#include "change_options.h"
 #include "commands.h"
 #include "formats/format.h"
 
@@ -70,9 +71,7 @@ class CCommandLine {
     } catch (const CLI::ParseError& error) {
       EndTrouble("", error.what() + std::string("; see kivdb help"));
     }
-    Texts extra = m_app.remaining(true);
-    const auto mark = std::find(extra.begin(), extra.end(), "--");
-    if (mark != extra.end()) extra.erase(mark);
+    const Texts extra = Unexpected(m_app);
     const App* chosen = Chosen();
     if (chosen == nullptr && extra.empty()) {
       EndTrouble("", "no command; see kivdb help");
@@ -185,29 +184,18 @@ class CCommandLine {
       auto [app, o] =
           AddCommand<CAddOptions>("add", "adds a record and prints its id",
                                   "add hosts name=alpha port=80", Add);
-      Table(app, o.table);
-      app->add_option("COLUMN=VALUE", o.values, "values; the others are empty");
-      app->add_option_function<std::string>(
-          "--id", [&o = o](const std::string& text) { o.id = text; },
-          "its id, one above the highest unless given");
-      app->add_option("--max", o.max, "the highest id that may be given");
-      app->add_flag("--replace", o.replaces, "replace a record that is there");
+      Define(*app, o);
     }
     {
       auto [app, o] = AddCommand<CSetOptions>(
           "set", "changes values of a record", "set hosts 7 port=8080", Set);
-      Table(app, o.table);
-      app->add_option("ID", o.id, "the record")->required();
-      app->add_option("COLUMN=VALUE", o.values, "values")->required();
+      Define(*app, o);
     }
     {
       auto [app, o] = AddCommand<CDeleteOptions>(
           "delete", "deletes records and prints their number",
           "delete hosts 7 8", Delete);
-      Table(app, o.table);
-      app->add_option("ID", o.ids, "records");
-      app->add_option("--where", o.conditions, "those that meet COLUMN=VALUE");
-      app->add_flag("--force", o.isForced, "also when some are not there");
+      Define(*app, o);
       DryRun(app, o.isDryRun);
     }
     {
@@ -227,6 +215,13 @@ class CCommandLine {
       app->add_flag("--replace", o.replaces, "replace records that are there");
       app->add_flag("--update", o.updates,
                     "change the columns of the file in records that are there");
+      DryRun(app, o.isDryRun);
+    }
+    {
+      auto [app, o] = AddCommand<CBatchOptions>(
+          "batch", "does lines of add, set and delete, all checked first",
+          "batch changes.txt", Batch);
+      app->add_option("FILE", o.file, "standard input unless given");
       DryRun(app, o.isDryRun);
     }
   }

@@ -81,6 +81,12 @@ struct CImportOptions {
 };
 void Import(const CContext& context, const CImportOptions& options);
 
+struct CBatchOptions {
+  std::string file;  // empty or "-": standard input
+  bool isDryRun = false;
+};
+void Batch(const CContext& context, const CBatchOptions& options);
+
 struct CCreateOptions {
   std::string file;
   std::optional<int> id;

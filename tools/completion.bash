@@ -235,8 +235,9 @@ _kivdb_offer_ids() {
 }
 
 _kivdb_offer_commands() {
-  _kivdb_offer tables schema list get add set delete edit import add-table \
-    migrate drop-table clear create upgrade dump check diff backup restore help
+  _kivdb_offer tables schema list get add set delete edit import batch \
+    add-table migrate drop-table clear create upgrade dump check diff backup \
+    restore help
 }
 
 _kivdb_offer_options() {
@@ -246,6 +247,7 @@ _kivdb_offer_options() {
     add) _kivdb_offer --id --max --replace ;;
     delete) _kivdb_offer --where --force --dry-run ;;
     import) _kivdb_offer --from --replace --update --dry-run ;;
+    batch) _kivdb_offer --dry-run ;;
     migrate | drop-table | clear) _kivdb_offer --force --dry-run ;;
     create) _kivdb_offer --id --host --dry-run ;;
     upgrade) _kivdb_offer --base --prune --id --host --dry-run ;;
@@ -291,13 +293,15 @@ _kivdb_offer_arguments() {
   case $command:${#positional[@]} in
     :*) _kivdb_offer_commands ;;
     help:0) _kivdb_offer_commands ;;
-    create:0 | upgrade:0 | diff:0 | backup:0 | restore:0) _kivdb_offer_files ;;
+    batch:0 | create:0 | upgrade:0 | diff:0 | backup:0 | restore:0)
+      _kivdb_offer_files
+      ;;
     schema:* | dump:* | check:*)
       given=("${positional[@]}")
       _kivdb_offer_tables
       ;;
-    tables:* | help:* | create:* | upgrade:* | diff:* | add-table:*) ;;
-    backup:* | restore:*) ;;
+    tables:* | help:* | batch:* | create:* | upgrade:* | diff:*) ;;
+    backup:* | restore:* | add-table:*) ;;
     *:0) _kivdb_offer_tables ;;
     *) _kivdb_offer_rest ;;
   esac

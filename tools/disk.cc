@@ -92,8 +92,12 @@ bool CSignalHold::IsPending() const {
   sigpending(&pending);
   return std::any_of(std::begin(kEndingSignals), std::end(kEndingSignals),
                      [&](int signal) {
+                       // One that is ignored waits, too.
+                       struct sigaction action {};
                        return sigismember(&pending, signal) == 1 &&
-                              sigismember(&m_before, signal) == 0;
+                              sigismember(&m_before, signal) == 0 &&
+                              sigaction(signal, nullptr, &action) == 0 &&
+                              action.sa_handler != SIG_IGN;
                      });
 }
 

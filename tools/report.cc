@@ -53,6 +53,10 @@ std::string WithError(const std::string& what, int error) {
   return what + ": " + strerror(error);
 }
 
+void EndUsage(const std::string& where, const std::string& what) {
+  throw CWrongUsage(where, what);
+}
+
 void CReport::No(const std::string& where, const std::string& what) {
   Say(CEnd(Verdict::kNo, where, what));
 }
@@ -65,11 +69,16 @@ void CReport::Say(const CEnd& end) {
   Raise(end.verdict());
   const std::string what = end.what();
   if (what.empty() || (m_isQuiet && end.verdict() == Verdict::kNo)) return;
-  WriteLine(end.where(), what);
+  Write(end.where(), what);
 }
 
 void CReport::Note(const std::string& where, const std::string& what) const {
-  if (!m_isQuiet) WriteLine(where, what);
+  if (!m_isQuiet) Write(where, what);
+}
+
+void CReport::Write(const std::string& where, const std::string& what) const {
+  const bool isBoth = !m_place.empty() && !where.empty();
+  WriteLine(m_place + (isBoth ? ": " : "") + where, what);
 }
 
 void CReport::Raise(Verdict verdict) {

@@ -5,6 +5,7 @@
 
 #include <exception>
 #include <string>
+#include <utility>
 
 namespace tool {
 
@@ -29,9 +30,17 @@ class CEnd : public std::exception {
   std::string m_what;
 };
 
+// Wrong usage: of a command kTrouble, of a line of a batch kNo.
+class CWrongUsage : public CEnd {
+ public:
+  CWrongUsage(std::string where, std::string what)
+      : CEnd(Verdict::kTrouble, std::move(where), std::move(what)) {}
+};
+
 // where is the TABLE, the TABLE/ID or the FILE:LINE that it is about, or empty.
 [[noreturn]] void EndNo(const std::string& where, const std::string& what);
 [[noreturn]] void EndTrouble(const std::string& where, const std::string& what);
+[[noreturn]] void EndUsage(const std::string& where, const std::string& what);
 
 // "WHAT: the text of the error number".
 std::string WithError(const std::string& what, int error);
@@ -41,6 +50,9 @@ class CReport {
  public:
   // Quiet: no line for a kNo, and no notes.
   void SetQuiet() { m_isQuiet = true; }
+
+  // What is said from here on is about this FILE:LINE, unless it is empty.
+  void SetPlace(const std::string& place) { m_place = place; }
 
   void No(const std::string& where, const std::string& what);
   void Trouble(const std::string& where, const std::string& what);
@@ -53,8 +65,11 @@ class CReport {
   Verdict verdict() const { return m_verdict; }
 
  private:
+  void Write(const std::string& where, const std::string& what) const;
+
   Verdict m_verdict = Verdict::kDone;
   bool m_isQuiet = false;
+  std::string m_place;
 };
 
 // Takes the library's log lines off standard error; verbose shows them.

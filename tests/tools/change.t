@@ -19,7 +19,7 @@ What changes a database.
   $ kivdb set hosts 1 name== port=; cat $hosts/1; echo
   =||
   $ kivdb add hosts --max 11
-  kivdb: hosts: The new record's id(4294967292) is greater than specified max id(11).
+  kivdb: hosts: the next id is 4294967292, above 11
   [1]
   $ kivdb set hosts 99 port=1
   kivdb: hosts/99: no such record

@@ -19,6 +19,8 @@ RECORDS = {"1": b"alpha|80|", "2": b"beta|443|", "3": b"gamma|25|"}
 NEW = b"new|9|"
 VALUES = ["name=new", "port=9"]
 ROWS = b"id,name,port\n2,new,9\n20,four,1\n21,five,2\n"
+LINES = (b"add hosts --replace --id 2 name=new port=9\nset hosts 3 name=new port=9\n"
+         b"delete hosts 1 --force\n")
 CREATION = (b"[first]\nx = 1\n[a]\nschema = id[int]|x[int]\nrec_1 = 1, 5\n"
             b"rec_2 = 4, 6\n[b]\nschema = id[int]|name[varchar]\n"
             b"rec_1 = 7, {{$kivhost}}\n")
@@ -36,6 +38,9 @@ CHANGES = [
     (["import", "hosts", "in.csv", "--replace"],
      {"2": [RECORDS["2"], NEW], "20": [None, b"four|1|"], "21": [None, b"five|2|"]},
      [RECORDS["1"], RECORDS["3"], NEW, b"four|1|", b"five|2|"]),
+    (["batch", "in.txt"],
+     {"1": [RECORDS["1"], None], "2": [RECORDS["2"], NEW], "3": [RECORDS["3"], NEW]},
+     [NEW, NEW]),
 ]
 LEFTOVERS = {"2.tmp": NEW, "3.tmp": b"cu", "4.tmp": b"four|4|", "5": b"few",
              "5.tmp": b"five|5|", "6.tmp": b"few|", "8.tmp": b"eight|8|",
@@ -73,6 +78,7 @@ def kill_everywhere(prepare, words, verify):
 def prepare_hosts(root):
     make_table(root, "hosts", RECORDS)
     write_file(root + "/in.csv", ROWS)
+    write_file(root + "/in.txt", LINES)
 
 
 def prepare_delete(root):

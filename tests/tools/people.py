@@ -233,17 +233,18 @@ PRINTING = [
     ("delete hosts --where port=80 --dry-run", 0), ("clear hosts --dry-run", 0),
     ("drop-table hosts --dry-run", 0), ("import hosts same.csv --update", 0),
     ("import hosts in.csv --replace --dry-run", 0),
+    ("batch same.txt", 0), ("batch in.txt --dry-run", 0),
     ("-r none create new.ini --dry-run", 0), ("backup -", 0), ("--version", 0),
     ("--help", 0)]
-SILENT = ["set hosts 1 port=81", "set hosts 1 port=80"]
+SILENT = ["set hosts 1 port=81", "set hosts 1 port=80", "batch in.txt"]
 NO = ["get hosts 9", "get hosts 9 port", "list hosts port=5",
       "list hosts port=5 --count",
       "list hosts port=5 -o json --unsorted", "add hosts --id 1", "add hosts --max 1",
       "set hosts 9 port=1", "delete hosts 1 9", "delete hosts --where port=5",
       "edit hosts 9", "import hosts in.csv", "import hosts bad.csv",
-      "import hosts in.csv --dry-run", "create new.ini", "add-table hosts id:int,x:int",
-      "check", "check --repair --dry-run", "diff other", "diff new.ini", "dump odd",
-      "-r other backup -", "restore in.csv"]
+      "import hosts in.csv --dry-run", "batch bad.csv", "batch bad.txt", "create new.ini",
+      "add-table hosts id:int,x:int", "check", "check --repair --dry-run", "diff other",
+      "diff new.ini", "dump odd", "-r other backup -", "restore in.csv"]
 
 
 def make_streams(root):
@@ -254,6 +255,10 @@ def make_streams(root):
     os.symlink("hosts", root + "/other/kiv/link")
     write_file(root + "/same.csv", b"id,port\n1,80\n")
     write_file(root + "/bad.csv", b"id\n1,2\n")
+    write_file(root + "/in.txt", b"set hosts 1 port=81\nset hosts 1 name=b port=80\n"
+               b"set hosts 1 name=a\n\nset hosts 2 name=c\n")
+    write_file(root + "/same.txt", b"set hosts 1 port=80\ndelete hosts 9 --force\n")
+    write_file(root + "/bad.txt", b"delete hosts 1\ndelete hosts --where id=1\n")
     write_file(root + "/new.ini", b"[f]\n[t]\nschema = id[int]|x[int]\n")
 
 

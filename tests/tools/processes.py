@@ -26,22 +26,29 @@ ENV = os.environ | {"ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "") +
                     ":detect_leaks=0:quarantine_size_mb=1"}
 
 
-def ended_imports(root):
-    """A signal ends an import between two records."""
+def ended_runs(root):
+    """A signal ends an import, or a batch, between two records."""
     count = 5000
     lines = {str(i): b"n%d|%d|" % (i, i) for i in range(1, count + 1)}
     rows = "".join(f"{i},n{i},{i}\n" for i in range(1, count + 1))
     write_file(root + "/in.csv", b"id,name,port\n" + rows.encode())
-    for i, number in enumerate([signal.SIGINT, signal.SIGTERM, signal.SIGHUP] * 3):
+    for i, number in enumerate([signal.SIGINT, signal.SIGTERM, signal.SIGHUP] * 4):
         directory = make_table(root, f"t{i}")
-        with subprocess.Popen([KIVDB, "-r", root, "import", f"t{i}", root + "/in.csv"],
-                              stdout=subprocess.PIPE) as process:
+        adds = [f"add t{i} name=n{j} port={j}\n" for j in range(1, count + 1)]
+        write_file(root + "/in.txt", "".join(adds).encode())
+        is_batch = i % 2 == 0
+        words = ["batch", "in.txt"] if is_batch else ["import", f"t{i}", "in.csv"]
+        with subprocess.Popen([KIVDB, *words], cwd=root, stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE) as process:
             wait_until(lambda: len(os.listdir(directory)) > 3)
             time.sleep(random.random() / 100)
             process.send_signal(number)
-            output = process.communicate()[0]
-        assert process.returncode == -number and output == b"", (number, output)
+            output = process.communicate()
+        assert process.returncode == -number, (number, output)
         left = read_table(directory)
+        ids = b"".join(b"%d\n" % j for j in range(1, len(left) + 1))
+        told = b"kivdb: in.txt: %d of %d lines were done\n" % (len(left), count)
+        assert output == ((ids, told) if is_batch else (b"", b"")), (left, output)
         assert 3 < len(left) < count, len(left)
         assert left.items() <= lines.items(), left.items() - lines.items()
 
@@ -69,8 +76,8 @@ LOOKING = ["tables", "schema", "list t", "list t --unsorted -o json", "get t 1",
            "list t port=1 --count", "get t 1 port", "get t 2 name --default x",
            "dump", "check", "check -o json", "diff other", "diff new.ini",
            "delete t 1 --dry-run", "delete t --where port=1 --dry-run",
-           "import t in.csv --update --dry-run", "clear t --dry-run",
-           "drop-table t --dry-run", "check --repair --dry-run",
+           "import t in.csv --update --dry-run", "batch in.txt --dry-run",
+           "clear t --dry-run", "drop-table t --dry-run", "check --repair --dry-run",
            "-r none create new.ini --dry-run"]
 
 
@@ -92,6 +99,7 @@ def make_looked_at(root):
         make_table(root + where, "u" + where[1:], {1: b"a|1|", 3: b"b|"})
     write_file(root + "/new.ini", INI)
     write_file(root + "/in.csv", b"id,port\n1,8080\n")
+    write_file(root + "/in.txt", b"add t\ndelete t --where name=\n")
     for path, _, names in os.walk(root):
         for name in [".", *names]:
             os.chmod(os.path.join(path, name), 0o755 if name == "." else 0o444)
@@ -154,11 +162,12 @@ def owner(root):
             os.chown(f"{path}/{name}", OWNER, OWNER)
     with tempfile.TemporaryDirectory() as private:
         write_file(private + "/in.csv", b"id,name\n1,x\n50,y\n")
+        write_file(private + "/in.txt", b"add t\nset t 1 port=7\ndelete v 1\n")
         write_file(private + "/new.ini", INI + b"rec_1 = 1,2\n")
         for line in (
                 "add t port=5", "add t --id 60", "add t --id 3 --replace",
                 "set t 4 port=5", "delete t 5", "delete t --where port=6", "edit t 7",
-                "delete v 1", f"import t {private}/in.csv --replace",
+                f"batch {private}/in.txt", f"import t {private}/in.csv --replace",
                 "add-table x id:int,y:int", "check --repair --restore",
                 "clear u --force", "drop-table v --force",
                 f"-r new create {private}/new.ini"):
@@ -285,7 +294,7 @@ def bounds(root):
 
 def main():
     random.seed(SEED)
-    for test in (ended_imports, waits_for_lock, looking, closed_doors, owner, beside,
+    for test in (ended_runs, waits_for_lock, looking, closed_doors, owner, beside,
                  bounds):
         begin = time.monotonic()
         with tempfile.TemporaryDirectory() as root:

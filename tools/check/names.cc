@@ -32,6 +32,11 @@ CTemporaryName ParseTemporary(const std::string& name) {
   return parsed;
 }
 
+unsigned int LeadingId(const char* name) {
+  // Hosts keep the low 32 bits.
+  return static_cast<unsigned int>(std::strtol(name, nullptr, 10));
+}
+
 std::optional<unsigned int> ExhaustingId(const char* name) {
   constexpr std::size_t kSafeDigits = 9;
   const bool isPlain = *name >= '0' && *name <= '9';
@@ -39,8 +44,7 @@ std::optional<unsigned int> ExhaustingId(const char* name) {
     return std::nullopt;
   }
   constexpr unsigned int kMax = std::numeric_limits<int>::max();
-  // Hosts keep the low 32 bits.
-  const auto id = static_cast<unsigned int>(std::strtol(name, nullptr, 10));
+  const unsigned int id = LeadingId(name);
   if (id < kMax) return std::nullopt;
   return id;
 }

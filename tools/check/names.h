@@ -24,8 +24,10 @@ struct CTemporaryName {
 };
 CTemporaryName ParseTemporary(const std::string& name);
 
-// The number that the name counts as when a new id is chosen, where the ids
-// after it are none that a new record can have.
+// The number that the name counts as when a new id is chosen.
+unsigned int LeadingId(const char* name);
+
+// That number, where the ids after it are none that a new record can have.
 std::optional<unsigned int> ExhaustingId(const char* name);
 
 }  // namespace tool

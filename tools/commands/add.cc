@@ -1,50 +1,56 @@
 // add: a new record.
 
 #include <algorithm>
+#include <utility>
 
 #include "arguments.h"
-#include "change.h"
 #include "commands.h"
+#include "plan.h"
 
 namespace tool {
 namespace {
 
-// Unless the record that is there has these values already.
-void Replace(CChange& change, const std::string& id,
-             const std::vector<std::string>& values) {
+bool HasValues(const CDraft& draft, const std::string& id,
+               const std::vector<std::string>& values) {
   std::string reason;
-  const auto old = change.reader().Read(id, reason);
-  const bool isSame =
-      old && std::equal(values.begin(), values.end(), old->values.begin() + 1);
-  if (!isSame) change.Save(id, values);
+  const auto old = draft.Read(id, reason);
+  return old &&
+         std::equal(values.begin(), values.end(), old->values.begin() + 1);
+}
+
+// Gives whether the record is there already.
+bool CheckId(const CDraft& draft, const std::string& id, bool replaces) {
+  const std::string where = Where(draft.table(), id);
+  if (!IsCanonicalId(id)) EndUsage(where, "no id of a new record");
+  draft.change().RefuseInterrupted(id);
+  const bool isThere = draft.Has(id);
+  if (isThere && !replaces) EndNo(where, "is there already; see --replace");
+  return isThere;
 }
 
 }  // namespace
 
-void Add(const CContext& context, const CAddOptions& options) {
-  const CStore store(context.globals.root);
-  CChange change(context, store, options.table);
-  const CTableReader& table = change.reader();
+CPlan Plan(const CContext& /*context*/, CDraft& draft,
+           const CAddOptions& options) {
+  const CTableReader& table = draft.table();
+  RequireColumns(table);
   std::vector<std::string> values(table.schema().columns.size() - 1);
   for (const auto& [column, value] : ParseValues(table, options.values)) {
     values[column - 1] = value;
   }
-  if (!options.id) {
-    context.out.Write(change.Add(values, options.max) + "\n");
-    return;
-  }
-  if (!IsCanonicalId(*options.id)) {
-    EndTrouble(Where(table, *options.id), "no id of a new record");
-  }
-  change.RefuseInterrupted(*options.id);
-  if (!table.Has(*options.id)) {
-    change.Save(*options.id, values);
-  } else if (options.replaces) {
-    Replace(change, *options.id, values);
-  } else {
-    EndNo(Where(table, *options.id), "is there already; see --replace");
-  }
-  context.out.Write(*options.id + "\n");
+  const bool isThere =
+      options.id && CheckId(draft, *options.id, options.replaces);
+  const std::string id = options.id ? *options.id : draft.NextId(options.max);
+  CPlan plan;
+  plan.result = id + "\n";
+  // What is there already is not written again.
+  if (isThere && HasValues(draft, id, values)) return plan;
+  plan.write = CRecordWrite{id, std::move(values), {}, !isThere};
+  return plan;
+}
+
+void Add(const CContext& context, const CAddOptions& options) {
+  RunAlone(context, options.table, options, false);
 }
 
 }  // namespace tool

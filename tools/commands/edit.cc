@@ -13,7 +13,7 @@ namespace tool {
 namespace {
 
 CRecord Read(const CTableReader& table, const std::string& id) {
-  RequireId(table, id);
+  RequireId(table, id, table.Has(id));
   std::string reason;
   auto record = table.Read(id, reason);
   if (!reason.empty()) EndTrouble(Where(table, id), reason);

@@ -30,7 +30,7 @@ void Get(const CContext& context, const CGetOptions& options) {
   const CStore store(context.globals.root);
   const CTableReader table(store, options.table);
   table.Require();
-  RequireId(table, options.id);
+  RequireId(table, options.id, table.Has(options.id));
   const std::size_t column =
       options.column ? ColumnOf(table, *options.column) : 0;
   std::string reason;

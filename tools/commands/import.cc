@@ -1,10 +1,10 @@
 // import: the records of a CSV or JSON file.
 
-#include <optional>
-
+#include "arguments.h"
 #include "change.h"
 #include "commands.h"
 #include "difference.h"
+#include "draft.h"
 #include "import/csv.h"
 #include "import/json.h"
 #include "import/plan.h"
@@ -48,44 +48,24 @@ void Parse(const std::string& format, const std::string& text,
   }
 }
 
-void Foretell(const CContext& context, const CTableReader& table,
-              const std::vector<CImportStep>& steps) {
+void Foretell(const CContext& context, const CChange& change,
+              const std::vector<CRecordWrite>& steps) {
+  CDraft draft(change);
+  for (const CRecordWrite& step : steps) draft.Put(step);
   CDifferences differences(context);
-  for (const CImportStep& step : steps) {
-    std::string reason;
-    std::optional<CRecord> old;
-    // Reading what is missing would wait for a save that the lock keeps out.
-    if (table.Has(step.id)) old = table.Read(step.id, reason);
-    CRecord record{step.id, {}, {step.id}};
-    if (step.whole.empty()) record = old.value();
-    record.values.insert(record.values.end(), step.whole.begin(),
-                         step.whole.end());
-    for (const auto& [column, value] : step.changed) {
-      record.values[column] = value;
-    }
-    const CSchema& schema = table.schema();
-    if (old) {
-      differences.Compare(table.name(), schema, *old, schema, record);
-    } else {
-      differences.Added(table.name(), schema, record);
-    }
-  }
+  draft.Foretell(context, differences);
   differences.End();
 }
 
 void Write(const CContext& context, CChange& change,
-           const std::vector<CImportStep>& steps) {
+           const std::vector<CRecordWrite>& steps) {
   const std::string& table = change.reader().name();
   std::size_t count = 0;
   try {
     CProgress progress(context.globals);
     progress.BeginCounted(table, steps.size());
-    for (const CImportStep& step : steps) {
-      if (step.whole.empty()) {
-        change.Update(step.id, step.changed);
-      } else {
-        change.Save(step.id, step.whole);
-      }
+    for (const CRecordWrite& step : steps) {
+      change.Write(step);
       ++count;
       progress.Step();
     }
@@ -105,9 +85,7 @@ void Import(const CContext& context, const CImportOptions& options) {
   const CStore store(context.globals.root);
   const CTableReader table(store, options.table);
   table.Require();
-  if (table.schema().columns.size() < 2) {
-    EndTrouble(table.name(), "has no column but the id");
-  }
+  RequireColumns(table);
   // Before the lock: what is read may be long in coming.
   CInputRows rows(table, InputName(options.file));
   Parse(format, ReadInput(options.file), rows);
@@ -117,7 +95,7 @@ void Import(const CContext& context, const CImportOptions& options) {
   }
   const auto steps = PlanImport(change, rows, mode);
   if (options.isDryRun) {
-    Foretell(context, change.reader(), steps);
+    Foretell(context, change, steps);
   } else {
     Write(context, change, steps);
   }

@@ -1,23 +1,23 @@
 // set: other values for a record.
 
 #include <algorithm>
+#include <utility>
 
 #include "arguments.h"
-#include "change.h"
 #include "commands.h"
+#include "plan.h"
 
 namespace tool {
 
-void Set(const CContext& context, const CSetOptions& options) {
-  const CStore store(context.globals.root);
-  CChange change(context, store, options.table);
-  const CTableReader& table = change.reader();
+CPlan Plan(const CContext& /*context*/, CDraft& draft,
+           const CSetOptions& options) {
+  const CTableReader& table = draft.table();
   const std::string where = Where(table, options.id);
   auto values = ParseValues(table, options.values);
-  RequireId(table, options.id);
-  change.RefuseInterrupted(options.id);
+  RequireId(table, options.id, draft.Has(options.id));
+  draft.change().RefuseInterrupted(options.id);
   std::string reason;
-  const auto record = table.Read(options.id, reason);
+  const auto record = draft.Read(options.id, reason);
   if (!reason.empty()) EndTrouble(where, reason);
   if (!record) EndNo(where, "no such record");
   // What is there already is not written again.
@@ -26,7 +26,15 @@ void Set(const CContext& context, const CSetOptions& options) {
   };
   values.erase(std::remove_if(values.begin(), values.end(), isThere),
                values.end());
-  if (!values.empty()) change.Update(options.id, values);
+  if (values.empty()) return {};
+  draft.change().RequireUpdatable(options.id, values);
+  CPlan plan;
+  plan.write = CRecordWrite{options.id, {}, std::move(values)};
+  return plan;
+}
+
+void Set(const CContext& context, const CSetOptions& options) {
+  RunAlone(context, options.table, options, false);
 }
 
 }  // namespace tool

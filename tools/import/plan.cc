@@ -26,14 +26,14 @@ class CPlanner {
         m_input(input),
         m_mode(mode) {}
 
-  std::vector<CImportStep> Plan() {
+  std::vector<CRecordWrite> Plan() {
     CheckIds();
-    std::vector<CImportStep> steps;
+    std::vector<CRecordWrite> steps;
     unsigned int highest = m_allocated == 0 ? 0 : HighestId();
     for (CInputRow& row : m_input.rows()) {
       if (row.id.empty()) {
         row.id = std::to_string(static_cast<int>(++highest));
-        steps.push_back({row.id, Whole(row.values), {}});
+        steps.push_back({row.id, Whole(row.values), {}, true});
       } else {
         PlanNamed(row, steps);
       }
@@ -44,7 +44,7 @@ class CPlanner {
  private:
   void CheckIds();
   unsigned int HighestId();
-  void PlanNamed(CInputRow& row, std::vector<CImportStep>& steps) const;
+  void PlanNamed(CInputRow& row, std::vector<CRecordWrite>& steps) const;
   bool MustBeAdded(const CInputRow& row) const;
   std::optional<CRecord> Read(const CInputRow& row) const;
   bool CanBeReplaced(const std::string& id) const;
@@ -71,7 +71,7 @@ void CPlanner::CheckIds() {
       ++m_allocated;
       continue;
     }
-    const auto fault = FaultOfId(m_table, row.id);
+    const auto fault = FaultOfId(row.id, m_table.Has(row.id));
     if (fault) Refuse(row, *fault);
     const auto [first, isNew] = lines.emplace(row.id, row.line);
     if (isNew) continue;
@@ -94,9 +94,9 @@ unsigned int CPlanner::HighestId() {
 }
 
 void CPlanner::PlanNamed(CInputRow& row,
-                         std::vector<CImportStep>& steps) const {
+                         std::vector<CRecordWrite>& steps) const {
   if (MustBeAdded(row)) {
-    steps.push_back({row.id, Whole(row.values), {}});
+    steps.push_back({row.id, Whole(row.values), {}, true});
     return;
   }
   const auto record = Read(row);
@@ -167,8 +167,8 @@ Values CPlanner::Completed(Values& values) const {
 
 }  // namespace
 
-std::vector<CImportStep> PlanImport(CChange& change, CInputRows& input,
-                                    ImportMode mode) {
+std::vector<CRecordWrite> PlanImport(CChange& change, CInputRows& input,
+                                     ImportMode mode) {
   return CPlanner(change, input, mode).Plan();
 }
 

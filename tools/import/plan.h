@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "arguments.h"
 #include "change.h"
 #include "import/rows.h"
 
@@ -18,18 +17,11 @@ enum class ImportMode {
   kUpdate,   // or changes the values that the row names, and adds nothing
 };
 
-// One record to write.
-struct CImportStep {
-  std::string id;
-  std::vector<std::string> whole;    // all values behind the id, or
-  std::vector<CAssignment> changed;  // where there are none, these
-};
-
 // Checks the rows against the table, which is locked, and takes their values.
 // Rows that would write what is there are left out.  Ends the command for a row
 // that cannot be written; nothing is written here.
-std::vector<CImportStep> PlanImport(CChange& change, CInputRows& input,
-                                    ImportMode mode);
+std::vector<CRecordWrite> PlanImport(CChange& change, CInputRows& input,
+                                     ImportMode mode);
 
 }  // namespace tool
 
