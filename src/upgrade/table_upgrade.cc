@@ -121,7 +121,8 @@ int CTableUpgrade::RefuseColumns() const {
   const CSpecs& columns = m_shipped->columns;
   for (std::size_t i = 0; i < columns.size(); ++i) {
     CSpec spec = columns[i];
-    const bool isNew = !m_here.Find(spec.name);
+    const auto place = m_here.Find(spec.name);
+    const bool isNew = !place || *place >= m_before;
     if (isNew && i < m_before && !columns.Find(m_here[i].name)) {
       spec.name.insert(0, m_here[i].name + ">");
     }
@@ -136,11 +137,12 @@ int CTableUpgrade::RefuseColumns() const {
     if (!isShipped) wanted.Add(own);
     drops = drops || isShipped;
   }
-  return KIVDB_FAIL(kSyntax,
-                    "table [%s]: more than new columns at the end: run "
-                    "kivdb migrate %s '%s'%s",
-                    m_name.c_str(), m_name.c_str(),
-                    wanted.Description().c_str(), drops ? " --force" : "");
+  return KIVDB_FAIL(
+      kSyntax,
+      "table [%s]: columns change, not only new ones at the end: run "
+      "kivdb migrate %s '%s'%s",
+      m_name.c_str(), m_name.c_str(), wanted.Description().c_str(),
+      drops ? " --force" : "");
 }
 
 int CTableUpgrade::PlanMaking() {
