@@ -28,6 +28,16 @@ std::optional<int> IdOf(const std::string& name) {
   return isId ? std::optional<int>(id) : std::nullopt;
 }
 
+// The text as one word of a command.
+std::string ForShell(const std::string& text) {
+  constexpr char kPlain[] =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-.";
+  if (text.find_first_not_of(kPlain) == text.npos) return text;
+  std::string word = "'";
+  for (const char c : text) word += c == '\'' ? "'\\''" : std::string(1, c);
+  return word + "'";
+}
+
 }  // namespace
 
 CTableUpgrade::CTableUpgrade(const std::string& root,
@@ -140,9 +150,9 @@ int CTableUpgrade::RefuseColumns() const {
   return KIVDB_FAIL(
       kSyntax,
       "table [%s]: columns change, not only new ones at the end: run "
-      "kivdb migrate %s '%s'%s",
-      m_name.c_str(), m_name.c_str(), wanted.Description().c_str(),
-      drops ? " --force" : "");
+      "kivdb migrate %s %s%s",
+      m_name.c_str(), ForShell(m_name).c_str(),
+      ForShell(wanted.Description()).c_str(), drops ? " --force" : "");
 }
 
 int CTableUpgrade::PlanMaking() {
