@@ -68,6 +68,7 @@ class CDatabaseUpgrade {
           m_base.Load(m_hasBase ? m_basePath : m_options.base, given, true);
     }
     if (status == kOk) status = RefusePlace(given);
+    if (status == kOk) status = RefuseForeign();
     return status == kOk ? m_shipped.Load(shipped, m_base.place, false)
                          : status;
   }
@@ -80,6 +81,20 @@ class CDatabaseUpgrade {
     if (fits) return kOk;
     return KIVDB_FAIL(kInvalid, "the base has the id %i and the host [%s]",
                       place.id, place.host.c_str());
+  }
+
+  // The base of something else would tell that its owner dropped all tables.
+  int RefuseForeign() const {
+    const bool fits =
+        m_hasBase || m_base.tables.empty() ||
+        std::any_of(m_base.tables.begin(), m_base.tables.end(),
+                    [this](const CShippedTable& table) {
+                      return IsThere(m_root + "/" + kSchemaDirectory + "/" +
+                                     table.name);
+                    });
+    if (fits) return kOk;
+    return KIVDB_FAIL(kInvalid, "no table of the base [%s] is here",
+                      m_options.base);
   }
 
   int FinishMigrations() {
