@@ -11,6 +11,7 @@
 #include <limits.h>
 #include <pthread.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -104,6 +105,10 @@ REPLACE(int, closedir, (DIR * a), (a), -1, false)
 REPLACE(dirent*, readdir, (DIR * a), (a), nullptr, false)
 REPLACE(int, nanosleep, (const timespec* a, timespec* b), (a, b), -1, false)
 REPLACE(int, rename, (const char* a, const char* b), (a, b), -1, true)
+REPLACE(int, renameat2,
+        (int a, const char* b, int c, const char* d, unsigned int e),
+        (a, b, c, d, e), -1, true)
+REPLACE(int, mkdir, (const char* a, mode_t b), (a, b), -1, true)
 REPLACE(int, unlink, (const char* a), (a), -1, true)
 REPLACE(int, flock, (int a, int b), (a, b), -1, true)
 REPLACE(int, unlinkat, (int a, const char* b, int c), (a, b, c), -1, true)

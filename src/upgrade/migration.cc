@@ -240,8 +240,8 @@ int CMigration::Make(const std::string& table, const CSpecs& columns,
   }
   if (status == kOk && !IsThere(data)) status = Rename(own + kNew, data);
   if (status == kOk) status = Rename(own + kSchema, SchemaOf(table));
-  DeleteTreeA(own.c_str());
-  return status;
+  const bool isRemoved = DeleteTreeA(own.c_str());
+  return status != kOk || isRemoved ? status : DiskError("remove", own);
 }
 
 int CMigration::FindUnfinished(std::vector<std::string>& tables) const {

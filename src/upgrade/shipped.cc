@@ -194,10 +194,16 @@ const CShippedTable* CShippedFile::Find(const std::string& table) const {
   return found != tables.end() ? &*found : nullptr;
 }
 
+// Twice: a key that could not be read looks like one that is not there, and
+// what is not shipped any more may be deleted.
 int CShippedFile::Load(const std::string& path, const CPlace& given,
                        bool isBase) {
   place = given;
-  return CLoader(path, *this).Load(isBase);
+  CShippedFile again = *this;
+  int status = CLoader(path, *this).Load(isBase);
+  if (status == kOk) status = CLoader(path, again).Load(isBase);
+  if (status != kOk || Text() == again.Text()) return status;
+  return KIVDB_FAIL(kNoRecord, "Can't get value [%s]", path.c_str());
 }
 
 std::string CShippedFile::Text() const {

@@ -1,0 +1,219 @@
+// Upgrades and migrations by a host: what they tell, and what they leave when a
+// call fails, memory runs out or the thread is cancelled.
+
+#include "replaced_calls.h"
+#include "test_util.h"
+
+namespace KivDB {
+
+// There, nothing waits for a disk.
+[[maybe_unused]] const bool kIsInMemory =
+    access("/dev/shm", W_OK) == 0 && setenv("TMPDIR", "/dev/shm", 1) == 0;
+
+// All that is below kiv but for what was moved away, with the modes.
+std::string Tree() {
+  std::set<std::string> entries;
+  for (fs::recursive_directory_iterator at("kiv"), end; at != end; ++at) {
+    if (at->path() == "kiv/removed") {
+      at.disable_recursion_pending();
+      continue;
+    }
+    const std::string path = at->path();
+    entries.insert(path + " " + Mode(path) +
+                   (at->is_directory() ? "" : " " + Get(path)) + "\n");
+  }
+  std::string tree;
+  for (const std::string& entry : entries) tree += entry;
+  return tree;
+}
+
+class UpgradeTest : public RootTest {
+ protected:
+  UpgradeTest() {
+    Put("old.ini",
+        "[first]\n[hosts]\nschema = id[int]|name[varchar]|port[int]\n"
+        "rec_1 = 1,a,1\nrec_2 = 2,b,2\nrec_3 = 3,c,3\nrec_4 = 4,d,4\n");
+    Put("new.ini",
+        "[first]\n[hosts]\nschema = id[int]|name[varchar]|port[int]|x[int]\n"
+        "rec_1 = 1,a,10,7\nrec_2 = 2,b,20,8\nrec_3 = 3,{{$kivhost}},3,9\n"
+        "rec_4 = 5,e,5,5\n[routes]\nschema = id[int]|net[varchar]\n"
+        "rec_1 = 1,n\n");
+    m_options.base = "old.ini";
+    m_options.id = 7;
+    m_options.host = "h";
+    m_options.prunes = true;
+    Reset();
+  }
+
+  void Reset() {
+    plan = {};
+    fs::remove_all("kiv");
+    CKivDatabase database;
+    database.open(".");
+    EXPECT_EQ(kOk, database.Create("old.ini", 7, "h"));
+    Put("kiv/database/hosts/2", "b|50|");
+    EXPECT_EQ(0, chmod("kiv/database/hosts/2", 0600));
+    m_steps.clear();
+    Log();
+  }
+
+  int Run() { return Upgrade(".", "new.ini", m_options, m_steps); }
+
+  // Again, as after a boot.
+  int RunAgain() {
+    plan = {};
+    CUpgradeOptions options = m_options;
+    if (fs::exists("kiv/base.ini")) options.base = nullptr;
+    return Upgrade(".", "new.ini", options, m_steps);
+  }
+
+  bool HasUnreadable() const {
+    return std::any_of(m_steps.begin(), m_steps.end(), [](const auto& step) {
+      return step.kind == CUpgradeStep::kUnreadable;
+    });
+  }
+
+  static int Migrate() {
+    return MigrateTable(".", "hosts", "id:int,port:bigint,name>title:varchar",
+                        CMigrateOptions());
+  }
+
+  CUpgradeOptions m_options;
+  std::vector<CUpgradeStep> m_steps;
+};
+
+TEST_F(UpgradeTest, TellsWhatItDidAndLeft) {
+  ASSERT_EQ(kOk, Run());
+  std::string told;
+  for (const CUpgradeStep& step : m_steps) {
+    told += std::to_string(step.kind) + " " + step.table + "/" + step.id + " " +
+            step.column + " " + step.shipped + ">" + step.now + ":" +
+            step.here + (IsConflict(step) ? "!" : "");
+    for (const std::string& value : step.values) told += " " + value;
+    told += "\n";
+  }
+  EXPECT_EQ(
+      "1 hosts/ x >int:\n4 hosts/1 port 1>10:1\n4 hosts/1 x >7:\n"
+      "5 hosts/2 port 2>20:50!\n4 hosts/2 x >8:\n4 hosts/3 name c>h:c\n"
+      "4 hosts/3 x >9:\n3 hosts/4  >: d 4 \n2 hosts/5  >: e 5 5\n"
+      "0 routes/  >:\n2 routes/1  >: n\n",
+      told);
+  EXPECT_EQ("b|50|8|", Get("kiv/database/hosts/2"));
+  EXPECT_EQ("600", Mode("kiv/database/hosts/2"));
+  EXPECT_EQ("base.ini database removed schema ", List("kiv"));
+  EXPECT_EQ(kInvalid, Run()) << "a base is there";
+  EXPECT_EQ("E20 there is a base already [./kiv/base.ini]\n", Log());
+}
+
+TEST_F(UpgradeTest, MigrationsAreRefusedByTheirLines) {
+  const struct {
+    const char *table, *columns;
+    int status;
+    const char* log;
+  } kRefusals[] = {
+      {"hosts", "id:int,name:varchar", kNotEmpty,
+       "E14 table [hosts]: these columns would go: port\n"},
+      {"hosts", "id:int", kSyntax,
+       "E11 a table has two columns or more: [id:int]\n"},
+      {"hosts", "name:varchar,id:int", kSyntax,
+       "E11 the first column must be the id: [name:varchar,id:int]\n"},
+      {"hosts", "id:int,name:text", kUnknownType,
+       "E1 no type int, bigint or varchar: [name:text]\n"},
+      {"hosts", "id:int,nme>n:int", kNoColumn,
+       "E13 no column to rename: [nme>n]\n"},
+      {"hosts", "id:int,name,port:int", kSyntax,
+       "E11 no column NAME:TYPE: [name]\n"},
+      {"hosts", "id:int,name>a:int,name>b:int", kSyntax,
+       "E11 a column twice: [name>b:int]\n"},
+      {"none", "id:int,x:int", kNoSchema,
+       "E3 no such file [./kiv/schema/none]\n"},
+      {"../hosts", "id:int,x:int", kNoSchema,
+       "E3 no such file [./kiv/schema/../hosts]\n"},
+      {"hosts", "id:int,name:int,port:int,x:int", kBadRecord,
+       "E16 hosts/9: no readable record: run check\n"}};
+  Put("kiv/database/hosts/9", "few|");
+  const std::string before = Tree();
+  for (const auto& c : kRefusals) {
+    EXPECT_EQ(c.status,
+              MigrateTable(".", c.table, c.columns, CMigrateOptions()));
+    EXPECT_EQ(c.log, Log());
+    EXPECT_EQ(before, Tree()) << c.columns;
+  }
+}
+
+TEST_F(UpgradeTest, MovesAwayWithoutReplacing) {
+  CRemoved removed(".");
+  std::string first;
+  std::string second;
+  ASSERT_EQ(kOk, removed.Move("database/hosts/1", first));
+  Put("kiv/database/hosts/1", "again");
+  ASSERT_EQ(kOk, removed.Move("database/hosts/1", second));
+  EXPECT_NE(first, second);
+  EXPECT_EQ("a|1| again", Get(first) + " " + Get(second));
+  EXPECT_EQ(kInvalid, removed.Move("database/hosts/1", second));
+}
+
+// Whatever fails, the next run ends as if nothing had.
+TEST_F(UpgradeTest, FailuresAreMendedByTheNextRun) {
+  const std::pair<std::function<int()>, std::function<int()>> kRuns[] = {
+      {[this] { return Run(); }, [this] { return RunAgain(); }},
+      {Migrate, Migrate}};
+  for (const auto& [run, again] : kRuns) {
+    Reset();
+    ASSERT_EQ(kOk, run());
+    const std::string whole = Tree();
+    for (const char* call : {"fsync", "rename", "renameat2", "write", "create",
+                             "openat", "read", "opendir", "readdir", "mkdir"}) {
+      int failures = 0;
+      for (int pass = 0, status = kInvalid; pass < 300; ++pass) {
+        SCOPED_TRACE(call + std::to_string(pass));
+        Reset();
+        Fail(call, EIO, pass, 1);
+        status = run();
+        const bool isReached = plan.fails < 1;
+        plan = {};
+        if (!isReached) break;
+        if (status != kOk || HasUnreadable()) {
+          ++failures;
+          EXPECT_EQ(status != kOk, Log().find('E') != std::string::npos);
+          EXPECT_EQ(kOk, again());
+        }
+        EXPECT_EQ(whole, Tree());
+      }
+      EXPECT_LT(0, failures) << call;
+    }
+  }
+}
+
+TEST_F(UpgradeTest, LackOfMemoryIsMendedByTheNextRun) {
+  ASSERT_EQ(kOk, Run());
+  const std::string whole = Tree();
+  ZelSetSink([](ZelLevel, int, const char*) {});  // needs no memory
+  int n = 1;
+  for (int status = kNoMemory; status != kOk; n += 1 + n / 64) {
+    SCOPED_TRACE(n);
+    Reset();
+    StopAt(Action::kFailMemory, n);
+    status = Run();
+    plan = {};
+    EXPECT_EQ(kOk, status == kOk ? kOk : RunAgain());
+    EXPECT_EQ(whole, Tree());
+    ASSERT_GT(100000, n);
+  }
+  EXPECT_LT(100, n);
+}
+
+// It goes on to its end, and leaves no lock.
+TEST_F(UpgradeTest, CancellationWaits) {
+  std::thread([this] {
+    StopAt(Action::kCancel, 5);
+    EXPECT_EQ(kOk, Run());
+    plan = {};
+  }).join();
+  SetLockWait(0);
+  EXPECT_EQ(kOk, RunAgain());
+  EXPECT_EQ(kOk, FinishMigrations("."));
+  SetLockWait(15000);
+}
+
+}  // namespace KivDB
