@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <memory>
 #include <numeric>
+#include <string_view>
 #include <utility>
 
 #include "change_options.h"
@@ -19,6 +20,7 @@ namespace {
 
 using App = CLI::App;
 constexpr char kHelp[] = "help";
+constexpr char kWatch[] = "watch";
 
 using Runs = std::function<void(const CContext& context)>;
 
@@ -47,6 +49,7 @@ class CCommandLine {
     AddTables();
     AddWhole();
     AddCopies();
+    AddWatch();
     AddHelp();
   }
 
@@ -62,6 +65,7 @@ class CCommandLine {
     if (argc > 1 && std::string(argv[1]) == kHelp) {
       return Help({argv + 2, argv + argc});
     }
+    TakeProgram(argc, argv);
     try {
       m_app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
@@ -83,6 +87,21 @@ class CCommandLine {
     }
     if (chosen->get_name() == kHelp) return Help({});
     return m_runs[chosen->get_name()];
+  }
+
+  // Behind "--" watch has no arguments, but a program with its own.
+  void TakeProgram(int& argc, char** argv) {
+    char** const mark = std::find(argv, argv + argc, std::string_view("--"));
+    if (mark == argv + argc) return;
+    const int before = static_cast<int>(mark - argv);
+    try {
+      m_app.parse(before, argv);
+    } catch (const CLI::ParseError&) {
+      // Told when all is parsed.
+    }
+    if (Chosen() == nullptr || Chosen()->get_name() != kWatch) return;
+    m_program->assign(mark + 1, argv + argc);
+    argc = before;
   }
 
   template <typename Options>
@@ -224,6 +243,15 @@ class CCommandLine {
       app->add_option("FILE", o.file, "standard input unless given");
       DryRun(app, o.isDryRun);
     }
+  }
+
+  void AddWatch() {
+    auto [app, o] = AddCommand<CWatchOptions>(
+        kWatch, "every change of a record, as it happens",
+        "watch hosts -- systemctl reload host", Watch);
+    app->add_option("TABLE", o.tables, "some tables, all unless given");
+    app->footer("Behind -- stands a command, which is run for each change.");
+    m_program = &o.command;
   }
 
   void AddTables() {
@@ -385,6 +413,7 @@ class CCommandLine {
   }
 
   CGlobals m_globals;
+  Texts* m_program = nullptr;
   App m_app;
   std::map<std::string, Runs> m_runs;
   std::map<std::string, std::string> m_examples;

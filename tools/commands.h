@@ -153,6 +153,12 @@ struct CDiffOptions {
 };
 void Diff(const CContext& context, const CDiffOptions& options);
 
+struct CWatchOptions {
+  Texts tables;
+  Texts command;
+};
+void Watch(const CContext& context, const CWatchOptions& options);
+
 }  // namespace tool
 
 #endif  // TOOLS_COMMANDS_H_

@@ -237,7 +237,7 @@ _kivdb_offer_ids() {
 _kivdb_offer_commands() {
   _kivdb_offer tables schema list get add set delete edit import batch \
     add-table migrate drop-table clear create upgrade dump check diff backup \
-    restore help
+    restore watch help
 }
 
 _kivdb_offer_options() {
@@ -290,13 +290,17 @@ _kivdb_offer_rest() {
 }
 
 _kivdb_offer_arguments() {
+  if [[ $command == watch && $is_literal ]]; then
+    _kivdb_offer_files
+    return
+  fi
   case $command:${#positional[@]} in
     :*) _kivdb_offer_commands ;;
     help:0) _kivdb_offer_commands ;;
     batch:0 | create:0 | upgrade:0 | diff:0 | backup:0 | restore:0)
       _kivdb_offer_files
       ;;
-    schema:* | dump:* | check:*)
+    schema:* | dump:* | check:* | watch:*)
       given=("${positional[@]}")
       _kivdb_offer_tables
       ;;

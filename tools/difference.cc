@@ -24,6 +24,32 @@ std::string Quoted(const std::string& value) {
 
 }  // namespace
 
+std::vector<CChangedValue> ChangedValues(const CSchema& schema,
+                                         const CRecord& from,
+                                         const CSchema& otherSchema,
+                                         const CRecord& to, Lacking lacking) {
+  std::vector<CChangedValue> changed;
+  const auto compare = [&](const CField& field, const std::string& a,
+                           const std::string& b) {
+    if (a != b) changed.push_back({field, a, b});
+  };
+  const bool isAll = lacking == Lacking::kEmpty;
+  for (std::size_t i = 1; i < from.values.size(); ++i) {
+    const CField& field = schema.columns[i];
+    const auto place = otherSchema.Find(field.name, i);
+    if (place && *place < to.values.size()) {
+      compare(field, from.values[i], to.values[*place]);
+    } else if (isAll) {
+      compare(field, from.values[i], "");
+    }
+  }
+  for (std::size_t i = 1; isAll && i < to.values.size(); ++i) {
+    const CField& field = otherSchema.columns[i];
+    if (!schema.Find(field.name, i)) compare(field, "", to.values[i]);
+  }
+  return changed;
+}
+
 CDifferences::CDifferences(const CContext& context, bool hasKept)
     : m_out(context.out), m_hasKept(hasKept) {
   if (context.globals.format == "table") return;
@@ -79,6 +105,17 @@ void CDifferences::Added(const std::string& table, const CSchema& schema,
   Whole('+', table, schema, record);
 }
 
+void CDifferences::Bare(char change, const std::string& table,
+                        const std::string& id) {
+  m_areNone = false;
+  const std::optional<std::string> none;
+  if (m_format != nullptr) {
+    Row(change, table, id, none, none, none);
+  } else {
+    m_out.Write(change + (" " + Printable(table + "/" + id)) + "\n");
+  }
+}
+
 void CDifferences::Changed(const std::string& table, const std::string& id,
                            const CField& field, const std::string& from,
                            const std::string& to) {
@@ -107,12 +144,9 @@ void CDifferences::Kept(const std::string& table, const std::string& id,
 void CDifferences::Compare(const std::string& table, const CSchema& schema,
                            const CRecord& from, const CSchema& otherSchema,
                            const CRecord& to) {
-  for (std::size_t i = 1; i < from.values.size(); ++i) {
-    const CField& field = schema.columns[i];
-    const auto place = otherSchema.Find(field.name, i);
-    if (!place || *place >= to.values.size()) continue;
-    if (from.values[i] == to.values[*place]) continue;
-    Changed(table, from.id, field, from.values[i], to.values[*place]);
+  for (const CChangedValue& value :
+       ChangedValues(schema, from, otherSchema, to, Lacking::kLeftOut)) {
+    Changed(table, from.id, value.field, value.from, value.to);
   }
 }
 

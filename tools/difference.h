@@ -5,12 +5,28 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "context.h"
 #include "formats/format.h"
 #include "store.h"
 
 namespace tool {
+
+// A value in which two records differ.
+struct CChangedValue {
+  CField field;
+  std::string from;
+  std::string to;
+};
+
+// By the names of their columns.  A value that only one of them has is left
+// out, or counts as empty in the other.
+enum class Lacking { kLeftOut, kEmpty };
+std::vector<CChangedValue> ChangedValues(const CSchema& schema,
+                                         const CRecord& from,
+                                         const CSchema& otherSchema,
+                                         const CRecord& to, Lacking lacking);
 
 // Prints each change in the format of the run: as lines,
 //
@@ -30,6 +46,9 @@ class CDifferences {
   void Added(const std::string& table, const CSchema& schema,
              const CRecord& record);
 
+  // A record without its values.
+  void Bare(char change, const std::string& table, const std::string& id);
+
   // One value.
   void Changed(const std::string& table, const std::string& id,
                const CField& field, const std::string& from,
@@ -42,7 +61,7 @@ class CDifferences {
             const CField& field, const std::string& shipped,
             const std::string& now, const std::string& here);
 
-  // Every value in which the two differ: by the names of their columns.
+  // Every value in which the two differ.
   void Compare(const std::string& table, const CSchema& schema,
                const CRecord& from, const CSchema& otherSchema,
                const CRecord& to);

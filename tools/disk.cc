@@ -78,10 +78,15 @@ void ReplaceFile(const std::string& path, std::string_view content,
   SyncDirectory(slash == path.npos ? "." : path.substr(0, slash + 1));
 }
 
+sigset_t EndSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : kEndingSignals) sigaddset(&signals, signal);
+  return signals;
+}
+
 CSignalHold::CSignalHold() {
-  sigset_t held;
-  sigemptyset(&held);
-  for (const int signal : kEndingSignals) sigaddset(&held, signal);
+  const sigset_t held = EndSignals();
   sigprocmask(SIG_BLOCK, &held, &m_before);
 }
 

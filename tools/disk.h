@@ -35,6 +35,7 @@ void ReplaceFile(const std::string& path, std::string_view content,
 
 // The signals that end a run.
 constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+sigset_t EndSignals();
 
 // Holds them off while it lives, so that a change is done
 // or not begun when one of them ends the process.

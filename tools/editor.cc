@@ -3,19 +3,17 @@
 #include "editor.h"
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <utility>
-#include <vector>
 
 #include "descriptor.h"
 #include "disk.h"
+#include "process.h"
 #include "report.h"
 #include "store.h"
 
@@ -86,16 +84,13 @@ class CEditorSignals {
   CEditorSignals& operator=(const CEditorSignals&) = delete;
 
   // The editor begins with the signals as they were before.
-  void GiveTo(posix_spawnattr_t& attributes) const {
-    sigset_t defaults;
-    sigemptyset(&defaults);
-    sigaddset(&defaults, SIGPIPE);
-    if (m_interrupt.sa_handler != SIG_IGN) sigaddset(&defaults, SIGINT);
-    if (m_quit.sa_handler != SIG_IGN) sigaddset(&defaults, SIGQUIT);
-    posix_spawnattr_setsigdefault(&attributes, &defaults);
-    posix_spawnattr_setsigmask(&attributes, &m_mask);
-    posix_spawnattr_setflags(&attributes,
-                             POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+  void GiveTo(CProgram& program) const {
+    program.held = m_mask;
+    sigaddset(&program.defaults, SIGPIPE);
+    if (m_interrupt.sa_handler != SIG_IGN) {
+      sigaddset(&program.defaults, SIGINT);
+    }
+    if (m_quit.sa_handler != SIG_IGN) sigaddset(&program.defaults, SIGQUIT);
   }
 
  private:
@@ -107,24 +102,14 @@ class CEditorSignals {
 // The shell's, so that the variable may hold arguments: as waitpid gives it.
 int StatusOf(const std::string& editor, const std::string& path,
              const CEditorSignals& signals) {
+  CProgram program;
   // A shell that waits for an editor must outlive the keys that it handles.
-  std::vector<std::string> texts = {
-      "sh", "-c", "trap : INT QUIT; " + editor + " \"$1\"", "sh", path};
-  std::vector<char*> arguments(texts.size() + 1);  // and a null
-  std::transform(texts.begin(), texts.end(), arguments.begin(),
-                 [](std::string& text) { return text.data(); });
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  signals.GiveTo(attributes);
-  pid_t child = -1;
-  const int error = posix_spawn(&child, "/bin/sh", nullptr, &attributes,
-                                arguments.data(), environ);
-  posix_spawnattr_destroy(&attributes);
-  if (error != 0) EndTrouble("", WithError("cannot run a shell", error));
+  program.words = {"/bin/sh", "-c", "trap : INT QUIT; " + editor + " \"$1\"",
+                   "sh", path};
+  signals.GiveTo(program);
   int status = 0;
-  while (waitpid(child, &status, 0) < 0) {
-    if (errno != EINTR) EndTrouble("", WithError("cannot wait", errno));
-  }
+  const int error = RunProgram(program, status);
+  if (error != 0) EndTrouble("", WithError("cannot run a shell", error));
   return status;
 }
 

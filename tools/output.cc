@@ -2,12 +2,14 @@
 
 #include "output.h"
 
+#include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
+#include <iterator>
 #include <string>
-
-#include "disk.h"
 
 namespace tool {
 namespace {
@@ -15,6 +17,11 @@ namespace {
 constexpr std::size_t kGathered = std::size_t{64} * 1024;
 
 }  // namespace
+
+void COutput::Stream(int stop) {
+  m_isHeld = false;
+  m_stop = stop;
+}
 
 void COutput::Write(std::string_view text) {
   if (m_isClosed && !text.empty()) m_error = EBADF;
@@ -25,8 +32,25 @@ void COutput::Write(std::string_view text) {
 
 void COutput::Flush() {
   if (m_isHeld) return;
-  if (!IsBroken() && !WriteAll(STDOUT_FILENO, m_text)) m_error = errno;
+  std::string_view rest = m_text;
+  while (!rest.empty() && !IsBroken() && WaitForReader()) {
+    // A pipe that is not full takes so much at once.
+    const std::size_t size =
+        m_stop < 0 ? rest.size() : std::min(rest.size(), std::size_t{PIPE_BUF});
+    const ssize_t written = write(STDOUT_FILENO, rest.data(), size);
+    if (written > 0) rest.remove_prefix(static_cast<std::size_t>(written));
+    if (written < 0 && errno != EINTR) m_error = errno;
+  }
   m_text.clear();
+}
+
+// False when there is no more waiting.
+bool COutput::WaitForReader() const {
+  if (m_stop < 0) return true;
+  pollfd files[] = {{STDOUT_FILENO, POLLOUT, 0}, {m_stop, POLLIN, 0}};
+  while (poll(files, std::size(files), -1) < 0 && errno == EINTR) {
+  }
+  return files[0].revents != 0;
 }
 
 bool COutput::IsTerminal() const { return isatty(STDOUT_FILENO) == 1; }

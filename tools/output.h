@@ -20,6 +20,11 @@ class COutput {
   // Keeps all until Finish, which drops it when the answer is no.
   void Hold() { m_isHeld = true; }
 
+  // From here on what is flushed is written, held or not, and waits for its
+  // reader only until the descriptor can be read: the rest is then dropped.
+  // -1 ends that.
+  void Stream(int stop);
+
   void Write(std::string_view text);
 
   // Writes what is gathered, so that it can be seen.
@@ -34,9 +39,12 @@ class COutput {
   void Finish(CReport& report);
 
  private:
+  bool WaitForReader() const;
+
   std::string m_text;
   bool m_isClosed;
   bool m_isHeld = false;
+  int m_stop = -1;
   int m_error = 0;
 };
 

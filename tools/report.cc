@@ -69,14 +69,14 @@ void CReport::Say(const CEnd& end) {
   Raise(end.verdict());
   const std::string what = end.what();
   if (what.empty() || (m_isQuiet && end.verdict() == Verdict::kNo)) return;
-  Write(end.where(), what);
+  Tell(end.where(), what);
 }
 
 void CReport::Note(const std::string& where, const std::string& what) const {
-  if (!m_isQuiet) Write(where, what);
+  if (!m_isQuiet) Tell(where, what);
 }
 
-void CReport::Write(const std::string& where, const std::string& what) const {
+void CReport::Tell(const std::string& where, const std::string& what) const {
   const bool isBoth = !m_place.empty() && !where.empty();
   WriteLine(m_place + (isBoth ? ": " : "") + where, what);
 }

@@ -58,15 +58,14 @@ class CReport {
   void Trouble(const std::string& where, const std::string& what);
   void Say(const CEnd& end);
 
-  // A line that says nothing about the status.
+  // A line that says nothing about the status; Tell's is never left out.
   void Note(const std::string& where, const std::string& what) const;
+  void Tell(const std::string& where, const std::string& what) const;
 
   void Raise(Verdict verdict);
   Verdict verdict() const { return m_verdict; }
 
  private:
-  void Write(const std::string& where, const std::string& what) const;
-
   Verdict m_verdict = Verdict::kDone;
   bool m_isQuiet = false;
   std::string m_place;

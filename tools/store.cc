@@ -151,6 +151,23 @@ std::string ReadValue(std::string_view stored) {
   return value;
 }
 
+std::optional<CRecord> ParseRecord(const CSchema& schema, const std::string& id,
+                                   std::string line, std::string& reason) {
+  CRecord record{id, std::move(line), {id}};
+  const std::size_t wanted = schema.columns.size() - 1;
+  const auto values = SplitLine(record.line, wanted);
+  if (record.line.empty() || values.size() < wanted) {
+    reason = record.line.empty() ? "empty record"
+                                 : std::to_string(values.size()) + " of " +
+                                       std::to_string(wanted) + " values";
+    return std::nullopt;
+  }
+  for (const std::string_view stored : values) {
+    record.values.push_back(ReadValue(stored));
+  }
+  return record;
+}
+
 CStore::CStore(const std::string& root) : m_root(root) { OpenSchemas(root); }
 
 std::string CStore::PathOf(const std::string& table) const {
@@ -231,6 +248,16 @@ bool CTableReader::Has(const std::string& name) const {
   return fstatat(directory(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
+EntryType CTableReader::TypeOf(const std::string& name) const {
+  struct stat status {};
+  const auto look = [&](int flags) {
+    return fstatat(directory(), name.c_str(), &status, flags) == 0;
+  };
+  if (!look(AT_SYMLINK_NOFOLLOW)) return EntryType::kNone;
+  if (S_ISLNK(status.st_mode) && !look(0)) return EntryType::kOther;
+  return S_ISREG(status.st_mode) ? EntryType::kFile : EntryType::kOther;
+}
+
 std::optional<CRecord> CTableReader::Read(const std::string& id,
                                           std::string& reason) const {
   reason.clear();
@@ -245,19 +272,7 @@ std::optional<CRecord> CTableReader::Read(const std::string& id,
     reason = line.Reason();
     return std::nullopt;
   }
-  CRecord record{id, line.text, {id}};
-  const std::size_t wanted = m_schema.columns.size() - 1;
-  const auto values = SplitLine(record.line, wanted);
-  if (line.text.empty() || values.size() < wanted) {
-    reason = line.text.empty() ? "empty record"
-                               : std::to_string(values.size()) + " of " +
-                                     std::to_string(wanted) + " values";
-    return std::nullopt;
-  }
-  for (const std::string_view stored : values) {
-    record.values.push_back(ReadValue(stored));
-  }
-  return record;
+  return ParseRecord(m_schema, id, std::move(line.text), reason);
 }
 
 }  // namespace tool

@@ -52,6 +52,8 @@ bool IsComponent(const std::string& name);
 enum class EntryKind { kRecord, kTemporary, kMarker };
 EntryKind KindOf(std::string_view name);
 
+enum class EntryType { kNone, kFile, kOther };
+
 // Numbers as numbers, before texts.
 bool IdsInOrder(const std::string& a, const std::string& b);
 
@@ -71,6 +73,10 @@ constexpr std::size_t kValueMax = 2047;
 
 // The value that a stored one reads as.
 std::string ReadValue(std::string_view stored);
+
+// The record of a stored line, or why there is none.
+std::optional<CRecord> ParseRecord(const CSchema& schema, const std::string& id,
+                                   std::string line, std::string& reason);
 
 class CTableReader;
 
@@ -123,6 +129,9 @@ class CTableReader {
   std::vector<std::string> Ids() const;
 
   bool Has(const std::string& name) const;
+
+  // kFile for a link to a regular file, too.
+  EntryType TypeOf(const std::string& name) const;
 
   // The record, or why there is none: an empty reason where it has gone.
   std::optional<CRecord> Read(const std::string& id, std::string& reason) const;

@@ -34,6 +34,17 @@ def read_table(directory):
             for name in os.listdir(directory)}
 
 
+def tree_of(root, has_access):
+    """All that looking must leave, with the times of access where it can."""
+    tree = {}
+    for path, _, names in os.walk(root):
+        for name in [".", *names]:
+            s = os.lstat(entry := os.path.join(path, name))
+            tree[entry] = (s.st_ino, s.st_mode, s.st_size, s.st_mtime_ns, s.st_ctime_ns,
+                           has_access and s.st_atime_ns)
+    return tree
+
+
 def run(words, status=0, **options):
     """Runs to the end; gives what it wrote: (standard output, standard error)."""
     options.setdefault("stdin", subprocess.DEVNULL)

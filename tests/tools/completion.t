@@ -20,6 +20,9 @@ What the shell completes.
   $ complete_words kivdb list hosts --columns id,n; complete_words kivdb set 'my\ t'
   id,name
   my\ table
+  $ complete_words kivdb watch h; complete_words kivdb watch hosts -- my
+  hosts
+  
   $ complete_words kivdb dump --redact hosts.p; complete_words kivdb import hosts --from j
   hosts.port
   json

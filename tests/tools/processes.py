@@ -13,7 +13,7 @@ import tempfile
 import threading
 import time
 
-from common import make_table, read_table, run, wait_until, write_file
+from common import make_table, read_table, run, tree_of, wait_until, write_file
 
 KIVDB = os.path.abspath(sys.argv[1])
 SEED = int(sys.argv[2])
@@ -79,17 +79,6 @@ LOOKING = ["tables", "schema", "list t", "list t --unsorted -o json", "get t 1",
            "import t in.csv --update --dry-run", "batch in.txt --dry-run",
            "clear t --dry-run", "drop-table t --dry-run", "check --repair --dry-run",
            "-r none create new.ini --dry-run"]
-
-
-def tree_of(root, has_access):
-    """All that looking must leave, with the times of access where it can."""
-    tree = {}
-    for path, _, names in os.walk(root):
-        for name in [".", *names]:
-            s = os.lstat(entry := os.path.join(path, name))
-            tree[entry] = (s.st_ino, s.st_mode, s.st_size, s.st_mtime_ns, s.st_ctime_ns,
-                           has_access and s.st_atime_ns)
-    return tree
 
 
 def make_looked_at(root):

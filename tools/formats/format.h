@@ -70,6 +70,10 @@ std::unique_ptr<CFormat> MakeIds(COutput& out, bool endsWithNul);
 // A value alone, as a JSON value by the rules of its column.
 std::string JsonValue(const CField& field, const std::string& value);
 
+// An object of these values, with null for those that are unknown.
+std::string JsonObject(const std::vector<CField>& fields,
+                       const std::vector<std::optional<std::string>>& values);
+
 }  // namespace tool
 
 #endif  // TOOLS_FORMATS_FORMAT_H_

@@ -29,22 +29,16 @@ class CObjects : public CFormat {
   void Add(const CRow& row) override {
     if (m_isArray) Write(m_isEmpty ? "[\n" : ",\n");
     m_isEmpty = false;
-    Write(TextOfRow(row) + (m_isArray ? "" : "\n"));
+    Write(JsonObject(fields(), row.cells) + (m_isArray ? "" : "\n"));
   }
   void End() override {
     if (m_isArray) Write(m_isEmpty ? "[]\n" : "\n]\n");
   }
-  void Only(const CRow& row) override { Write(TextOfRow(row) + "\n"); }
-
- private:
-  std::string TextOfRow(const CRow& row) const {
-    Json object = Json::object();
-    for (std::size_t i = 0; i < row.cells.size(); ++i) {
-      object[fields()[i].name] = ValueOf(fields()[i], row.cells[i]);
-    }
-    return TextOf(object);
+  void Only(const CRow& row) override {
+    Write(JsonObject(fields(), row.cells) + "\n");
   }
 
+ private:
   bool m_isArray;
   bool m_isEmpty = true;
 };
@@ -53,6 +47,15 @@ class CObjects : public CFormat {
 
 std::string JsonValue(const CField& field, const std::string& value) {
   return TextOf(ValueOf(field, value));
+}
+
+std::string JsonObject(const std::vector<CField>& fields,
+                       const std::vector<std::optional<std::string>>& values) {
+  Json object = Json::object();
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    object[fields[i].name] = ValueOf(fields[i], values[i]);
+  }
+  return TextOf(object);
 }
 
 std::unique_ptr<CFormat> MakeJson(COutput& out, std::vector<CField> fields) {
