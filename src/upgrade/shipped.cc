@@ -120,11 +120,11 @@ class CLoader {
     int status = ReadId(table, id);
     for (std::string& value : record.values) {
       if (status != kOk) return status;
+      record.isOpen |= NeedsPlace(value) && !place.IsKnown();
+      status = Expand(place, value);
       if (value.find(kSeparator) != value.npos) {
         return Refuse(table, "a value with | ends at it: write \\x7c");
       }
-      record.isOpen |= NeedsPlace(value) && !place.IsKnown();
-      status = Expand(place, value);
     }
     table.records[static_cast<int>(LeadingId(id.c_str()))] = std::move(record);
     return status;

@@ -129,12 +129,19 @@ int CTableUpgrade::RefuseColumns() const {
   CSpecs wanted;
   bool drops = false;
   const CSpecs& columns = m_shipped->columns;
+  const CSpecs none;
+  const CSpecs& old = m_base != nullptr ? m_base->columns : none;
+  const auto isGone = [&](const std::string& name) {
+    return old.Find(name) && !columns.Find(name);
+  };
   for (std::size_t i = 0; i < columns.size(); ++i) {
     CSpec spec = columns[i];
     const auto place = m_here.Find(spec.name);
-    const bool isNew = !place || *place >= m_before;
-    if (isNew && i < m_before && !columns.Find(m_here[i].name)) {
-      spec.name.insert(0, m_here[i].name + ">");
+    const bool isHere = place && *place < m_before;
+    if (!isHere && old.Find(spec.name)) continue;  // dropped by the owner
+    const std::size_t at = wanted.size();
+    if (!isHere && at < m_before && isGone(m_here[at].name)) {
+      spec.name.insert(0, m_here[at].name + ">");
     }
     wanted.Add(std::move(spec));
   }
@@ -143,9 +150,8 @@ int CTableUpgrade::RefuseColumns() const {
     const bool isRenamed =
         i < wanted.size() && wanted[i].name.rfind(own.name + ">", 0) == 0;
     if (columns.Find(own.name) || isRenamed) continue;
-    const bool isShipped = m_base != nullptr && m_base->columns.Find(own.name);
-    if (!isShipped) wanted.Add(own);
-    drops = drops || isShipped;
+    if (!isGone(own.name)) wanted.Add(own);
+    drops = drops || isGone(own.name);
   }
   return KIVDB_FAIL(
       kSyntax,

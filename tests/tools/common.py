@@ -1,7 +1,9 @@
 """What the tests of the tool have in common."""
 import os
 import re
+import signal
 import subprocess
+import tempfile
 import time
 
 SCHEMA = b"id[int]|name[varchar]|port[int]\n"
@@ -27,6 +29,19 @@ def make_table(root, table, records=None, schema=SCHEMA):
     for name, line in (records or {}).items():
         write_file(directory + b"/" + os.fsencode(str(name)), line)
     return os.fsdecode(directory)
+
+
+def ini(text):
+    """A creation file; in text a table a line: NAME COLUMN ...: RECORD; ..."""
+    parts = ["[first]"]
+    for line in text.split("\n"):
+        head, _, records = line.partition(": ")
+        table, *columns = head.split(" ")
+        columns = [c if "[" in c else c + "[varchar]" for c in columns]
+        parts += [f"[{table}]", "schema = " + "|".join(["id[int]", *columns])]
+        records = [r for r in records.split("; ") if r]
+        parts += [f"rec_{i} = {r}" for i, r in enumerate(records, 1)]
+    return "\n".join(parts + [""]).encode()
 
 
 def read_table(directory):
@@ -75,3 +90,45 @@ def read_value(stored):
         return short.get(code) or bytes([int(code[1:], 16)])
     value = re.sub(rb"\\([\\nrt]|x(?!00)[0-9a-fA-F]{2})", undo, stored)
     return value[:2047]
+
+
+def read_database(root):
+    """Paths and contents; not what is made beside."""
+    tree = {}
+    for path, directories, names in os.walk(root + "/kiv"):
+        directories[:] = [d for d in directories if not d.startswith("create-")]
+        for name in directories:
+            tree[os.path.relpath(os.path.join(path, name), root)] = None
+        for name in names:
+            entry = os.path.join(path, name)
+            tree[os.path.relpath(entry, root)] = (
+                read_file(entry) if os.path.isfile(entry) else None)
+    return tree
+
+
+def read_end(root):
+    tree = read_database(root)
+    return {path: text for path, text in tree.items() if "kiv/removed" not in path}
+
+
+def run_to_call(words, preload, number, root):
+    """Killed before the call of that number, if it makes so many."""
+    return call(words, cwd=root, stdin=subprocess.DEVNULL,
+                env=os.environ | {"LD_PRELOAD": preload, "KIVDB_STOP_AT": str(number)})
+
+
+def kill_everywhere(preload, prepare, words, verify):
+    """verify gets each root and the number of the call, None for a whole run."""
+    number, status = 0, -signal.SIGKILL
+    while status == -signal.SIGKILL:
+        number += 1
+        with tempfile.TemporaryDirectory() as root:
+            prepare(root)
+            done = run_to_call(words, preload, number, root)
+            status = done[0]
+            try:
+                verify(root, number if status == -signal.SIGKILL else None)
+            except Exception as error:
+                raise AssertionError(f"{words} before call {number}: {done}") from error
+    assert status in (0, 1) and number > 3, (words, done, number)
+    return number - 1

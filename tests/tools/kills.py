@@ -5,13 +5,13 @@ PRELOAD is the library of stop_at.cc.  What was saved must still be there, and t
 next run must end as if nothing had happened.
 """
 import os
-import signal
 import subprocess
 import sys
 import tempfile
 from concurrent.futures import ThreadPoolExecutor
 
-from common import make_table, read_file, read_table, run, write_file
+from common import (call, kill_everywhere, make_table, read_database, read_end,
+                    read_file, read_table, run, write_file)
 
 KIVDB, PRELOAD = map(os.path.abspath, sys.argv[1:])
 OLD = (978307200, 978307200)
@@ -50,29 +50,7 @@ LEFTOVERS = {"2.tmp": NEW, "3.tmp": b"cu", "4.tmp": b"four|4|", "5": b"few",
 
 def kivdb(root, words):
     """Runs it whatever it answers: status, standard error."""
-    done = subprocess.run([KIVDB, *words], cwd=root, capture_output=True, timeout=50,
-                          stdin=subprocess.DEVNULL)
-    return done.returncode, done.stderr
-
-
-def kill_everywhere(prepare, words, verify):
-    """verify gets each root and the number of the call, None for a whole run."""
-    number, status = 0, -signal.SIGKILL
-    while status == -signal.SIGKILL:
-        number += 1
-        with tempfile.TemporaryDirectory() as root:
-            prepare(root)
-            environment = {"LD_PRELOAD": PRELOAD, "KIVDB_STOP_AT": str(number)}
-            done = subprocess.run(
-                [KIVDB, *words], cwd=root, capture_output=True, timeout=50,
-                stdin=subprocess.DEVNULL, env=os.environ | environment)
-            status = done.returncode
-            try:
-                verify(root, number if status == -signal.SIGKILL else None)
-            except Exception as error:
-                raise AssertionError(f"{words} before call {number}: {done}") from error
-    assert status in (0, 1) and number > 3, (words, done, number)
-    return number - 1
+    return call([KIVDB, *words], cwd=root, stdin=subprocess.DEVNULL)[::2]
 
 
 def prepare_hosts(root):
@@ -121,7 +99,7 @@ def run_change(words, outcomes, texts):
         assert set(table.values()) == set(texts), table
 
     prepare = prepare_delete if words[0] == "delete" else prepare_hosts
-    return kill_everywhere(prepare, words, verify)
+    return kill_everywhere(PRELOAD, prepare, [KIVDB, *words], verify)
 
 
 def run_add_table():
@@ -142,7 +120,7 @@ def run_add_table():
         run([KIVDB, "add", "t", "x=1"], cwd=root)
 
     words = ["add-table", "t", "id:int,x:int"]
-    return kill_everywhere(prepare_hosts, words, verify)
+    return kill_everywhere(PRELOAD, prepare_hosts, [KIVDB, *words], verify)
 
 
 def run_drop_table():
@@ -157,21 +135,7 @@ def run_drop_table():
             assert not os.listdir(f"{root}/kiv/{folder}"), folder
 
     words = ["drop-table", "hosts", "--force"]
-    return kill_everywhere(prepare_hosts, words, verify)
-
-
-def read_database(root):
-    """Paths and contents; not what is made beside."""
-    tree = {}
-    for path, directories, names in os.walk(root + "/kiv"):
-        directories[:] = [d for d in directories if not d.startswith("create-")]
-        for name in directories:
-            tree[os.path.relpath(os.path.join(path, name), root)] = None
-        for name in names:
-            entry = os.path.join(path, name)
-            tree[os.path.relpath(entry, root)] = (
-                read_file(entry) if os.path.isfile(entry) else None)
-    return tree
+    return kill_everywhere(PRELOAD, prepare_hosts, [KIVDB, *words], verify)
 
 
 def run_create(has_kiv, restores=False):
@@ -198,7 +162,7 @@ def run_create(has_kiv, restores=False):
         run([KIVDB, *words], cwd=root)
         whole = read_database(root)
         assert len(whole) == 10, whole
-    return kill_everywhere(prepare, words, verify)
+    return kill_everywhere(PRELOAD, prepare, [KIVDB, *words], verify)
 
 
 def run_backup():
@@ -212,7 +176,7 @@ def run_backup():
             assert read_table(root + "/new/kiv/database/hosts") == RECORDS
         verify_records(root, {})
 
-    return kill_everywhere(prepare, ["backup", "file.tar"], verify)
+    return kill_everywhere(PRELOAD, prepare, [KIVDB, "backup", "file.tar"], verify)
 
 
 def prepare_leftovers(root):
@@ -233,11 +197,6 @@ def read_files(root):
             is_file = os.path.isfile(entry)
             files[os.stat(entry).st_ino] = read_file(entry) if is_file else None
     return files
-
-
-def read_end(root):
-    tree = read_database(root)
-    return {path: text for path, text in tree.items() if "/removed/" not in path}
 
 
 def run_repair(words):
@@ -266,7 +225,7 @@ def run_repair(words):
         prepare(root)
         run([KIVDB, *words], 1, cwd=root)
         end = read_end(root)
-    return kill_everywhere(prepare, words, verify)
+    return kill_everywhere(PRELOAD, prepare, [KIVDB, *words], verify)
 
 
 def main():
