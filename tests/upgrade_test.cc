@@ -105,6 +105,21 @@ TEST_F(UpgradeTest, TellsWhatItDidAndLeft) {
   EXPECT_EQ("E20 there is a base already [./kiv/base.ini]\n", Log());
 }
 
+// A repair would bring a record back that goes without it.
+TEST_F(UpgradeTest, ATemporaryFileKeepsItsRecord) {
+  Put("new.ini",
+      "[first]\n[hosts]\nschema = id[int]|name[varchar]|port[int]\n");
+  Put("kiv/database/hosts/4.tmp", "d|5|");
+  ASSERT_EQ(kOk, Run());
+  ASSERT_EQ(4U, m_steps.size());
+  EXPECT_EQ(CUpgradeStep::kInterrupted, m_steps.back().kind);
+  EXPECT_EQ("2 4 4.tmp ", List("kiv/database/hosts"));
+  EXPECT_EQ("database schema ", List("kiv")) << "no base before a repair";
+  fs::remove("kiv/database/hosts/4.tmp");
+  ASSERT_EQ(kOk, Run());
+  EXPECT_EQ("2 ", List("kiv/database/hosts"));
+}
+
 TEST_F(UpgradeTest, MigrationsAreRefusedByTheirLines) {
   const struct {
     const char *table, *columns;

@@ -1,8 +1,8 @@
 // Loaded before a program, kills it before its call number KIVDB_STOP_AT of
 // those that change files; a write counts twice, for the second time when half
 // of it is done.  With the number 0 the calls are named on standard error, with
-// their paths.  A sync, named as well, is no such call, and not done: the kernel
-// keeps what the killed program did.
+// their paths.  A sync, named as well, is no such call, and not done: the
+// kernel keeps what the killed program did.
 
 #include <dlfcn.h>
 #include <fcntl.h>
