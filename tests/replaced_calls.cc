@@ -64,7 +64,9 @@ void Watch(DIR* directory) { Watch(dirfd(directory)); }
 void WatchSync(int fd) {
   char link[32];
   snprintf(link, sizeof(link), "/proc/self/fd/%i", fd);
-  char* end = plan.synced + std::strlen(plan.synced);
+  const std::size_t used = std::strlen(plan.synced);
+  if (used + PATH_MAX + 1 > sizeof(plan.synced)) return;
+  char* end = plan.synced + used;
   const ssize_t length = readlink(link, end, PATH_MAX);
   if (length > 0) end[length] = '\n';
 }
@@ -164,6 +166,9 @@ REPLACE_MEMORY(realloc, (void* a, size_t b), (a, b))
 void* operator new(size_t size) {
   void* block = malloc(size);
   return block != nullptr ? block : throw std::bad_alloc();
+}
+void* operator new(size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return malloc(size);
 }
 // Inlined, they would look like frees of what new gave.
 [[gnu::noinline]] void operator delete(void* block) noexcept { free(block); }
