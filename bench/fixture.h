@@ -20,7 +20,7 @@ constexpr char kSchema[] = "id[int]|name[varchar]|kind[varchar]|note[varchar]";
 constexpr char kWantedKind[] = "kind-07";
 // Updates alternate between these, of one length, so that each changes a value.
 constexpr const char* kUpdates[] = {"note=the quick brown fox jumps over a dog",
-                                    "note=pack my box with some liquor jugs!!"};
+                                    "note=pack my box with some liquor jugs!!!"};
 constexpr int kNoteAt = 5;
 
 inline void Require(bool condition, const char* what) {
