@@ -19,8 +19,9 @@ constexpr char kSchema[] = "id[int]|name[varchar]|kind[varchar]|note[varchar]";
 // One record in 100 is of this kind.
 constexpr char kWantedKind[] = "kind-07";
 // Updates alternate between these, of one length, so that each changes a value.
-constexpr const char* kUpdates[] = {"note=the quick brown fox jumps over a dog",
-                                    "note=pack my box with some liquor jugs!!!"};
+constexpr const char* kUpdates[] = {
+    "note=the quick brown fox jumps over a dog",
+    "note=pack my box with some liquor jugs!!!"};
 constexpr int kNoteAt = 5;
 
 inline void Require(bool condition, const char* what) {
