@@ -101,13 +101,12 @@ bool CTableUpgrade::Lock(CFileLock& lock) const {
 // are, by name and in their order; those that the owner appended may stay.
 int CTableUpgrade::PlanColumns() {
   const CSpecs& columns = m_shipped->columns;
-  const CSpecs none;
-  const CSpecs& old = m_base != nullptr ? m_base->columns : none;
   std::size_t last = 0;
   bool isAtEnd = false;
   for (std::size_t i = 0; i < columns.size(); ++i) {
     const auto place = m_here.Find(columns[i].name);
-    if (!place && old.Find(columns[i].name)) continue;  // dropped by the owner
+    if (!place && WasShipped(columns[i].name))
+      continue;  // dropped by the owner
     const bool fits = place && !isAtEnd && (i == 0) == (*place == 0) &&
                       *place >= last && m_here[*place] == columns[i];
     if (place && *place < m_before && !fits) return RefuseColumns();
@@ -119,7 +118,7 @@ int CTableUpgrade::PlanColumns() {
   }
   for (std::size_t i = 0; i < m_before; ++i) {
     const std::string& name = m_here[i].name;
-    if (old.Find(name) && !columns.Find(name)) return RefuseColumns();
+    if (WasShipped(name) && !columns.Find(name)) return RefuseColumns();
   }
   return kOk;
 }
@@ -129,16 +128,14 @@ int CTableUpgrade::RefuseColumns() const {
   CSpecs wanted;
   bool drops = false;
   const CSpecs& columns = m_shipped->columns;
-  const CSpecs none;
-  const CSpecs& old = m_base != nullptr ? m_base->columns : none;
   const auto isGone = [&](const std::string& name) {
-    return old.Find(name) && !columns.Find(name);
+    return WasShipped(name) && !columns.Find(name);
   };
   for (std::size_t i = 0; i < columns.size(); ++i) {
     CSpec spec = columns[i];
     const auto place = m_here.Find(spec.name);
     const bool isHere = place && *place < m_before;
-    if (!isHere && old.Find(spec.name)) continue;  // dropped by the owner
+    if (!isHere && WasShipped(spec.name)) continue;  // dropped by the owner
     const std::size_t at = wanted.size();
     if (!isHere && at < m_before && isGone(m_here[at].name)) {
       spec.name.insert(0, m_here[at].name + ">");
@@ -175,6 +172,18 @@ CRecords CTableUpgrade::Records() const {
   return records;
 }
 
+const CShippedRecord* CTableUpgrade::Old(int id) const {
+  return m_base != nullptr ? m_base->Find(id) : nullptr;
+}
+
+const CShippedRecord* CTableUpgrade::Now(int id) const {
+  return m_shipped != nullptr ? m_shipped->Find(id) : nullptr;
+}
+
+bool CTableUpgrade::WasShipped(const std::string& column) const {
+  return m_base != nullptr && m_base->columns.Find(column).has_value();
+}
+
 std::set<int> CTableUpgrade::Ids() const {
   std::set<int> ids;
   for (const CShippedTable* table : {m_base, m_shipped}) {
@@ -186,8 +195,8 @@ std::set<int> CTableUpgrade::Ids() const {
 
 // Whether nothing is to be done for a record, whatever the owner has.
 bool CTableUpgrade::IsUpToDate(int id) const {
-  const auto* old = m_base != nullptr ? m_base->Find(id) : nullptr;
-  const auto* now = m_shipped != nullptr ? m_shipped->Find(id) : nullptr;
+  const auto* old = Old(id);
+  const auto* now = Now(id);
   if (now == nullptr) return !m_options.prunes;
   return old != nullptr && m_merge.IsSame(*old, *now);
 }
@@ -234,13 +243,12 @@ int CTableUpgrade::Append() {
 int CTableUpgrade::MergeAppended(const std::string& name, CStored& stored) {
   stored.resize(m_here.size() - 1);
   const std::optional<int> id = IdOf(name);
-  if (!id || m_base == nullptr || m_base->Find(*id) == nullptr ||
-      m_shipped->Find(*id) == nullptr || IsUpToDate(*id)) {
+  if (!id || Old(*id) == nullptr || Now(*id) == nullptr || IsUpToDate(*id)) {
     return kOk;
   }
   m_merged.insert(*id);
   const std::size_t done = m_steps.size();
-  m_merge.Apply(*m_base->Find(*id), *m_shipped->Find(*id), stored, m_steps);
+  m_merge.Apply(*Old(*id), *Now(*id), stored, m_steps);
   for (std::size_t i = done; i < m_steps.size(); ++i) {
     m_steps[i].table = m_name;
     m_steps[i].id = name;
@@ -261,7 +269,7 @@ int CTableUpgrade::Merge() {
 }
 
 int CTableUpgrade::MergeRecord(int id) {
-  const auto* now = m_shipped != nullptr ? m_shipped->Find(id) : nullptr;
+  const auto* now = Now(id);
   if (m_work == Work::kNone || IsUpToDate(id) || m_merged.count(id) != 0) {
     now != nullptr ? Keep(id, *now) : Carry(id);
     return kOk;
@@ -279,14 +287,13 @@ int CTableUpgrade::MergeRecord(int id) {
   if (isInterrupted) return Leave(CUpgradeStep::kInterrupted, id);
   if (now == nullptr) return kOk;
   Keep(id, *now);
-  const bool isDeleted = m_base != nullptr && m_base->Find(id) != nullptr;
-  return isDeleted ? int{kOk} : Add(id);
+  return Old(id) != nullptr ? int{kOk} : Add(id);
 }
 
 // The record is there, and shipped otherwise than it was delivered.
 int CTableUpgrade::MergeFound(int id, CStored& stored) {
-  const auto* old = m_base != nullptr ? m_base->Find(id) : nullptr;
-  const auto* now = m_shipped != nullptr ? m_shipped->Find(id) : nullptr;
+  const auto* old = Old(id);
+  const auto* now = Now(id);
   if (now == nullptr) return Prune(id, stored);
   if (old == nullptr) {
     const bool isOurs = m_merge.IsThere(*now, stored);
@@ -308,7 +315,7 @@ int CTableUpgrade::MergeFound(int id, CStored& stored) {
 }
 
 int CTableUpgrade::Add(int id) {
-  const CStored stored = m_merge.StoredHere(*m_shipped->Find(id));
+  const CStored stored = m_merge.StoredHere(*Now(id));
   const int status = Save(id, stored, false);
   if (status == kOk) NoteRecord(CUpgradeStep::kRecordAdded, id, stored);
   return status;
@@ -317,7 +324,7 @@ int CTableUpgrade::Add(int id) {
 // A temporary file beside the record would come back in its place.
 int CTableUpgrade::Prune(int id, const CStored& stored) {
   const std::string path = PathOf(id);
-  if (!m_merge.IsDelivered(*m_base->Find(id), stored)) {
+  if (!m_merge.IsDelivered(*Old(id), stored)) {
     return Leave(CUpgradeStep::kRecordKept, id);
   }
   if (IsThere(path + kTemporarySuffix)) {
@@ -369,7 +376,7 @@ void CTableUpgrade::Keep(int id, const CShippedRecord& record) {
 
 // What was delivered before still counts.
 void CTableUpgrade::Carry(int id) {
-  const auto* old = m_base != nullptr ? m_base->Find(id) : nullptr;
+  const auto* old = Old(id);
   if (old != nullptr) m_kept.records[id] = m_merge.Carried(*old);
 }
 

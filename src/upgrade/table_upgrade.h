@@ -71,6 +71,10 @@ class CTableUpgrade {
   int Save(int id, const CStored& stored, bool isThere);
   int ReadHere(int id, CStored& stored) const;
 
+  // A record as it was delivered and as it is shipped, or null.
+  const CShippedRecord* Old(int id) const;
+  const CShippedRecord* Now(int id) const;
+  bool WasShipped(const std::string& column) const;
   std::set<int> Ids() const;
   std::string PathOf(int id) const { return m_data + "/" + std::to_string(id); }
   void Keep(int id, const CShippedRecord& record);
