@@ -105,8 +105,8 @@ int CTableUpgrade::PlanColumns() {
   bool isAtEnd = false;
   for (std::size_t i = 0; i < columns.size(); ++i) {
     const auto place = m_here.Find(columns[i].name);
-    if (!place && WasShipped(columns[i].name))
-      continue;  // dropped by the owner
+    const bool isDropped = !place && WasShipped(columns[i].name);
+    if (isDropped) continue;  // by the owner
     const bool fits = place && !isAtEnd && (i == 0) == (*place == 0) &&
                       *place >= last && m_here[*place] == columns[i];
     if (place && *place < m_before && !fits) return RefuseColumns();
