@@ -1,0 +1,51 @@
+# find_package(KivDB [COMPONENTS shared|static]) gives KivDB::kivdb and
+# KivDB::zel: the shared libraries unless asked otherwise, the static ones where
+# there are no others.  A folder has one kind of them.
+
+set(_kivdb_kinds)
+foreach(_kivdb_kind IN LISTS KivDB_FIND_COMPONENTS)
+  if(_kivdb_kind MATCHES "^(shared|static)$")
+    list(APPEND _kivdb_kinds ${_kivdb_kind})
+  elseif(KivDB_FIND_REQUIRED_${_kivdb_kind})
+    set(KivDB_NOT_FOUND_MESSAGE
+        "There is no component ${_kivdb_kind}, only shared and static.")
+  endif()
+endforeach()
+list(REMOVE_DUPLICATES _kivdb_kinds)
+
+set(_kivdb_given)
+if(TARGET KivDB::kivdb)
+  get_target_property(_kivdb_given KivDB::kivdb TYPE)
+  string(REGEX REPLACE "_.*" "" _kivdb_given ${_kivdb_given})
+  string(TOLOWER ${_kivdb_given} _kivdb_given)
+endif()
+if(NOT _kivdb_kinds)
+  set(_kivdb_kinds shared)
+  if(_kivdb_given)
+    set(_kivdb_kinds ${_kivdb_given})
+  elseif(NOT EXISTS ${CMAKE_CURRENT_LIST_DIR}/KivDBTargets-shared.cmake)
+    set(_kivdb_kinds static)
+  endif()
+endif()
+
+if(KivDB_NOT_FOUND_MESSAGE)
+elseif(NOT "${_kivdb_kinds}" MATCHES "^(shared|static)$")
+  set(KivDB_NOT_FOUND_MESSAGE "Ask for shared or static, not for both.")
+elseif(_kivdb_given AND NOT _kivdb_given STREQUAL _kivdb_kinds)
+  set(KivDB_NOT_FOUND_MESSAGE
+      "Asked for ${_kivdb_kinds}, but the ${_kivdb_given} libraries are in use.")
+elseif(NOT EXISTS ${CMAKE_CURRENT_LIST_DIR}/KivDBTargets-${_kivdb_kinds}.cmake)
+  set(KivDB_NOT_FOUND_MESSAGE "No ${_kivdb_kinds} libraries are installed.")
+endif()
+
+if(KivDB_NOT_FOUND_MESSAGE)
+  set(KivDB_FOUND FALSE)
+else()
+  include(CMakeFindDependencyMacro)
+  find_dependency(Threads)
+  include(${CMAKE_CURRENT_LIST_DIR}/KivDBTargets-${_kivdb_kinds}.cmake)
+  set(KivDB_${_kivdb_kinds}_FOUND TRUE)
+endif()
+unset(_kivdb_given)
+unset(_kivdb_kind)
+unset(_kivdb_kinds)
