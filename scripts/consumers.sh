@@ -102,8 +102,8 @@ plain pkg-config shared "${words[@]}"
 read -ra words <<<"$(flags --static --cflags --libs kivdb)"
 plain pkg-config-static static "${include[@]}" "${words[@]}" -static
 
-(cd "$project" && git ls-files -z) |
-  tar -C "$project" --null -T - -czf "$work/kivdb.tar.gz" --transform 's,^,kivdb/,'
+copy_sources "$work/archive/kivdb"
+tar -C "$work/archive" -czf "$work/kivdb.tar.gz" kivdb
 others=(-DKIVDB_TESTS=ON -DKIVDB_BENCH=ON -DKIVDB_TOOLS=ON)
 consumer fetched shared "${others[@]}" -DKIVDB_URL="$work/kivdb.tar.gz"
 consumer sources static "${others[@]}" -DKIVDB_SOURCE="$project" \

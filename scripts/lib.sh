@@ -27,15 +27,19 @@ missing() {
   done
 }
 
+# as_root COMMAND [ARGUMENT ...]: fails where that would take a password.
+as_root() {
+  local sudo=(sudo -n)
+  if ((EUID == 0)); then sudo=(); fi
+  "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive "$@"
+}
+
 # install_packages PACKAGE ...: installs Debian packages when it may.
 install_packages() {
-  local sudo=()
-  if ((EUID != 0)); then sudo=(sudo -n); fi
-  command -v apt-get >/dev/null && "${sudo[@]}" true 2>/dev/null || return 1
+  command -v apt-get >/dev/null && as_root true 2>/dev/null || return 1
   echo "Installing $*"
-  sudo+=(env DEBIAN_FRONTEND=noninteractive)
-  quietly "${sudo[@]}" apt-get update &&
-    quietly "${sudo[@]}" apt-get install -y --no-install-recommends "$@"
+  quietly as_root apt-get update &&
+    quietly as_root apt-get install -y --no-install-recommends "$@"
 }
 
 # need COMMAND_OR_FILE:PACKAGE ...: installs the Debian packages of what is
@@ -79,4 +83,37 @@ configure() {
 # build PRESET TARGET: builds one target of a configured preset.
 build() {
   cmake --build "$project/build/$1" --target "$2" --parallel "$(nproc)"
+}
+
+# copy_sources DIRECTORY: copies what git keeps, as it is now.
+copy_sources() {
+  mkdir -p "$1"
+  (cd "$project" && git ls-files -z | xargs -0 cp --parents -t "$1")
+}
+
+# sources_state: tells one state of what git keeps from another.
+sources_state() {
+  (cd "$project" && git ls-files -z | xargs -0 sha256sum | sha256sum)
+}
+
+need_packaging() {
+  need_tools release
+  need git:git dh:debhelper dpkg-buildpackage:dpkg-dev fakeroot:fakeroot
+}
+
+# build_packages DIRECTORY OPTIONS [COMMAND ...]: builds the Debian packages of
+# the sources, in kivdb below the directory, with these DEB_BUILD_OPTIONS, by
+# this command, dpkg-buildpackage unless given.
+build_packages() {
+  local profiles=
+  if [[ $2 == *nocheck* ]]; then profiles=nocheck; fi
+  rm -rf "$1"
+  copy_sources "$1/kivdb"
+  (
+    cd "$1/kivdb" || exit
+    DEB_BUILD_OPTIONS="$2 parallel=$(nproc)" DEB_BUILD_PROFILES=$profiles \
+      quietly "${@:3}" dpkg-buildpackage --unsigned-source --unsigned-changes
+  )
+  rm -rf "$1/kivdb"
+  sources_state >"$1/state"
 }
