@@ -109,6 +109,7 @@ build_packages() {
   if [[ $2 == *nocheck* ]]; then profiles=nocheck; fi
   rm -rf "$1"
   copy_sources "$1/kivdb"
+  chmod -R u=rwX,go=rX "$1/kivdb" # the source package keeps modes
   (
     cd "$1/kivdb" || exit
     DEB_BUILD_OPTIONS="$2 parallel=$(nproc)" DEB_BUILD_PROFILES=$profiles \
