@@ -46,7 +46,7 @@ install_packages() {
 # missing when it may, or tells how to install them and exits.
 need() {
   local packages
-  mapfile -t packages < <(missing "$@")
+  read -rd '' -a packages <<<"$(missing "$@")" || true # needs no /proc
   if ((${#packages[@]} == 0)) || install_packages "${packages[@]}"; then return; fi
   echo "These Debian packages are missing: ${packages[*]}" >&2
   echo "As root: apt-get update && apt-get install ${packages[*]}" >&2
@@ -56,7 +56,7 @@ need() {
 # want COMMAND_OR_FILE:PACKAGE ...: likewise, but goes on without them.
 want() {
   local packages
-  mapfile -t packages < <(missing "$@")
+  read -rd '' -a packages <<<"$(missing "$@")" || true # needs no /proc
   if ((${#packages[@]} == 0)) || install_packages "${packages[@]}"; then return; fi
   echo "Left out is what needs these packages: ${packages[*]}" >&2
 }

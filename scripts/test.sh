@@ -19,6 +19,11 @@ export TMPDIR=$project/build/$preset/tmp
 rm -rf "$results" "$TMPDIR"
 mkdir "$TMPDIR"
 
+# A run path of a program is found by way of /proc.
+if [[ ! -e /proc/self ]]; then
+  export LD_LIBRARY_PATH=$project/build/$preset
+fi
+
 status=0
 ctest --test-dir "$project/build/$preset" --parallel "$(nproc)" --timeout 120 \
   --no-tests=error --output-on-failure --output-junit "$results" || status=$?

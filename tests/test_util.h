@@ -3,6 +3,7 @@
 #ifndef TESTS_TEST_UTIL_H_
 #define TESTS_TEST_UTIL_H_
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <kivdb/kivdb.h>
 #include <sys/stat.h>
@@ -67,6 +68,15 @@ template <typename Result>
 bool IsReadySoon(const std::future<Result>& future) {
   return future.wait_for(std::chrono::milliseconds(40)) ==
          std::future_status::ready;
+}
+
+// The lower ones, which a lost one is among.
+inline std::vector<int> OpenDescriptors() {
+  std::vector<int> open;
+  for (int fd = 0; fd < 256; ++fd) {
+    if (fcntl(fd, F_GETFD) >= 0) open.push_back(fd);
+  }
+  return open;
 }
 
 // The names in a directory, sorted, each with a blank behind it.

@@ -45,7 +45,7 @@ class UpgradeTest : public RootTest {
     Reset();
   }
 
-  ~UpgradeTest() override { EXPECT_EQ(m_descriptors, List("/proc/self/fd")); }
+  ~UpgradeTest() override { EXPECT_EQ(m_descriptors, OpenDescriptors()); }
 
   void Reset() {
     plan = {};
@@ -84,7 +84,7 @@ class UpgradeTest : public RootTest {
   const Runs m_runs[2] = {
       {[this] { return Run(); }, [this] { return RunAgain(); }},
       {Migrate, Migrate}};
-  const std::string m_descriptors = List("/proc/self/fd");
+  const std::vector<int> m_descriptors = OpenDescriptors();
   CUpgradeOptions m_options;
   std::vector<CUpgradeStep> m_steps;
 };

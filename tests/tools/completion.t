@@ -1,4 +1,6 @@
-What the shell completes.
+What the shell completes, with pipes as files.
+
+  $ test -e /dev/fd/0 || exit 80
 
   $ . "$TESTDIR/setup.sh"; mkdir 'kiv/database/my table'
   $ printf 'id[int]|full name[varchar]' >'kiv/schema/my table'

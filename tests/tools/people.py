@@ -9,11 +9,10 @@ import select
 import signal
 import subprocess
 import sys
-import tempfile
 import termios
 import time
 
-from common import make_table, read_table, run, write_file
+from common import make_table, need, read_table, run, run_each, write_file
 
 KIVDB = os.path.abspath(sys.argv[1])
 OLD = (978307200, 978307200)
@@ -25,6 +24,7 @@ class CTerminal:
     """A command on a terminal without echo; what is typed may come before."""
 
     def __init__(self, words, typed=b"", env=None, stderr=None):
+        need("/dev/pts/ptmx")
         self.master, slave = pty.openpty()
         modes = termios.tcgetattr(slave)
         modes[1] &= ~termios.OPOST
@@ -181,6 +181,8 @@ def progress(root):
     write_file(root + "/in.csv", b"name\n" + b"n\n" * count)
     make_table(root, "new")
 
+    need("/proc/self/fd")
+
     def is_at_work(pid, words):
         if "import" in words:
             return bool(os.listdir(root + "/kiv/database/new"))
@@ -297,11 +299,7 @@ def streams(root):
 
 
 def main():
-    for test in escapes, consent, repair, edit, progress, streams:
-        begin = time.monotonic()
-        with tempfile.TemporaryDirectory() as root:
-            test(root)
-        print(f"{test.__name__}: {time.monotonic() - begin:.1f} s", flush=True)
+    run_each(escapes, consent, repair, edit, progress, streams)
 
 
 main()

@@ -13,7 +13,8 @@ import tempfile
 import threading
 import time
 
-from common import make_table, read_table, run, tree_of, wait_until, write_file
+from common import (make_table, need, read_table, run, run_each, tree_of, wait_until,
+                    write_file)
 
 KIVDB = os.path.abspath(sys.argv[1])
 SEED = int(sys.argv[2])
@@ -254,6 +255,7 @@ def beside(root):
 
 def memory_of(words):
     """The most that the command has while it prints, in KiB, and its lines."""
+    need("/proc/self/status")
     most = lines = 0
     with subprocess.Popen(words, stdout=subprocess.PIPE, bufsize=0, env=ENV) as process:
         while piece := process.stdout.read(32768):
@@ -283,12 +285,7 @@ def bounds(root):
 
 def main():
     random.seed(SEED)
-    for test in (ended_runs, waits_for_lock, looking, closed_doors, owner, beside,
-                 bounds):
-        begin = time.monotonic()
-        with tempfile.TemporaryDirectory() as root:
-            test(root)
-        print(f"{test.__name__}: {time.monotonic() - begin:.1f} s", flush=True)
+    run_each(ended_runs, waits_for_lock, looking, closed_doors, owner, beside, bounds)
 
 
 main()

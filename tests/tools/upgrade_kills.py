@@ -7,12 +7,13 @@ run must end as if nothing had happened; so, too, after the disk was full.
 import itertools
 import os
 import shutil
+import shutil
 import sys
 from concurrent.futures import ThreadPoolExecutor
 from tempfile import TemporaryDirectory
 
-from common import (call, ini, kill_everywhere, read_end, read_file, read_table, run,
-                    run_to_call, write_file)
+from common import (Unable, call, ini, kill_everywhere, need, read_end, read_file,
+                    read_table, run, run_each, run_to_call, write_file)
 
 KIVDB, PRELOAD = map(os.path.abspath, sys.argv[1:])
 OLD = "t a b: 1,x,1; 2,x,1; 3,x,1; 4,x,1; 5,x,1\nv a: 1,x; 2,x; 3,x"
@@ -170,7 +171,7 @@ def check_full(words):
             for room in itertools.count(10):
                 option = limit % room
                 if call(["mount", "-t", "tmpfs", "-o", option, "tmpfs", disk])[0]:
-                    return print("no disk can be mounted here")
+                    raise Unable("a disk of its own")
                 try:
                     copy(start, disk)
                     status, _, errors = call(complete(disk, words), cwd=disk)
@@ -189,12 +190,21 @@ def check_full(words):
             assert failures > 0, option
 
 
-def main():
+def order(_):
+    need("/proc/self/fd")
     for words in [UPGRADE, *MIGRATIONS]:
         first = check_order(words)
         if first:
             check_order(words, first, ["kiv/migrate/t", "kiv/database"])
+
+
+def full_disks(_):
+    need(shutil.which("mount") or "mount")
+    for words in [UPGRADE, *MIGRATIONS]:
         check_full(words)
+
+
+def kills(_):
     os.environ["LD_PRELOAD"] = PRELOAD  # which leaves out what takes time
     jobs = [(words, [words], [UNCHANGED], [REPAIR]) for words in MIGRATIONS]
     jobs += [(UPGRADE, [UPGRADE], ["kill", UPGRADE], [REPAIR, UPGRADE])]
@@ -203,4 +213,4 @@ def main():
         print(f"{sum(done.result() for done in runs)} calls")
 
 
-main()
+run_each(order, full_disks, kills)

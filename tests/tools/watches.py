@@ -13,10 +13,11 @@ import sys
 import tempfile
 import time
 
-from common import (make_table, read_file, read_table, run, tree_of, wait_until,
-                    write_file)
+from common import (make_table, need, read_file, read_table, run, run_each, tree_of,
+                    wait_until, write_file)
 
 KIVDB = os.path.abspath(sys.argv[1])
+QUEUE_LIMIT = "/proc/sys/fs/inotify/max_queued_events"
 SEED = int(sys.argv[2])
 LOST = b"kivdb: events were lost, comparing all tables\n"
 
@@ -212,7 +213,8 @@ def tables(root):
 
 def overflow(root):
     """What the kernel has dropped is found by a look at everything."""
-    limit = int(read_file("/proc/sys/fs/inotify/max_queued_events"))
+    need(QUEUE_LIMIT)
+    limit = int(read_file(QUEUE_LIMIT))
     directory = make_table(root, "t", {i: b"a|1|" for i in (1, 2, 3)})
     make_table(root, "u", {1: b"a|1|"})
     watch = CWatch(root)
@@ -250,7 +252,8 @@ def commands(root):
     watch = CWatch(root, "t", "--", "sh", "-c", COMMAND, log, "-x", "--", "-o")
     save(directory, 1, b"a|2|")
     wait_until(lambda: os.path.exists(log))
-    limit = int(read_file("/proc/sys/fs/inotify/max_queued_events"))
+    need(QUEUE_LIMIT)
+    limit = int(read_file(QUEUE_LIMIT))
     for i in range(limit // 2 + 10):
         os.link(directory + "/1", f"{directory}/{i % 2}.tmp")
         os.unlink(f"{directory}/{i % 2}.tmp")
@@ -299,11 +302,7 @@ def ends(root):
 
 
 def main():
-    for test in under_load, saves, tables, overflow, commands, ends:
-        begin = time.monotonic()
-        with tempfile.TemporaryDirectory() as root:
-            test(root)
-        print(f"{test.__name__}: {time.monotonic() - begin:.1f} s", flush=True)
+    run_each(under_load, saves, tables, overflow, commands, ends)
 
 
 main()
