@@ -5,21 +5,15 @@
 #define TOOLS_CHANGE_OPTIONS_H_
 
 #include "commands.h"
+#include "options.h"
 #include "plan.h"
-
-namespace CLI {
-class App;
-}
 
 namespace tool {
 
 // What the command line alone has is not among them: global options, dry runs.
-void Define(CLI::App& app, CAddOptions& options);
-void Define(CLI::App& app, CSetOptions& options);
-void Define(CLI::App& app, CDeleteOptions& options);
-
-// The arguments that were not expected, when app has parsed.
-Texts Unexpected(const CLI::App& app);
+void Define(COptions& command, CAddOptions& options);
+void Define(COptions& command, CSetOptions& options);
+void Define(COptions& command, CDeleteOptions& options);
 
 // The words of a line: add, set or delete and its arguments.  Ends the command
 // for wrong usage.

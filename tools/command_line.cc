@@ -4,10 +4,8 @@
 
 #include <kivdb/version.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <numeric>
-#include <string_view>
 #include <utility>
 
 #include "change_options.h"
@@ -18,7 +16,6 @@
 namespace tool {
 namespace {
 
-using App = CLI::App;
 constexpr char kHelp[] = "help";
 
 // The steps from one word to the other, a letter each.
@@ -38,113 +35,99 @@ std::size_t Distance(const std::string& a, const std::string& b) {
 
 class CCommandLine {
  public:
-  CCommandLine()
-      : m_app("Looks at and changes the tables of a KivDB database.", "kivdb") {
+  CCommandLine() {
     AddGlobals();
     AddCommands(m_commands);
     AddHelp();
   }
 
-  CRun Parse(int argc, char** argv) {
+  CRun Parse(const Texts& words) {
     CRun run;
-    run.command = ParseCommand(argc, argv);
+    run.command = ParseCommand(words);
     run.globals = m_globals;
     return run;
   }
 
  private:
-  Runs ParseCommand(int argc, char** argv) {
-    if (argc > 1 && std::string(argv[1]) == kHelp) {
-      return Help({argv + 2, argv + argc});
+  Runs ParseCommand(Texts words) {
+    if (!words.empty() && words.front() == kHelp) {
+      return Help({words.begin() + 1, words.end()});
     }
-    TakeProgram(argc, argv);
-    try {
-      m_app.parse(argc, argv);
-    } catch (const CLI::CallForHelp&) {
-      return Printing(HelpOf(Chosen()));
-    } catch (const CLI::CallForVersion&) {
+    TakeProgram(words);
+    const COptions::Asked asked = ParseAll(words);
+    const std::string chosen = m_all.Chosen();
+    if (asked == COptions::Asked::kHelp) return Printing(HelpOf(chosen));
+    if (asked == COptions::Asked::kVersion) {
       return Printing(std::string("kivdb ") + KivDB::Version() + "\n");
-    } catch (const CLI::ParseError& error) {
-      EndTrouble("", error.what() + std::string("; see kivdb help"));
     }
-    const Texts extra = Unexpected(m_app);
-    const App* chosen = Chosen();
-    if (chosen == nullptr && extra.empty()) {
+    const Texts extra = m_all.Unexpected();
+    if (chosen.empty() && extra.empty()) {
       EndTrouble("", "no command; see kivdb help");
     }
-    if (chosen == nullptr) RefuseCommand(extra.front());
+    if (chosen.empty()) RefuseCommand(extra.front());
     if (!extra.empty()) {
-      EndTrouble("", "not expected: " + extra.front() + "; see kivdb help " +
-                         chosen->get_name());
+      EndTrouble(
+          "", "not expected: " + extra.front() + "; see kivdb help " + chosen);
     }
-    if (chosen->get_name() == kHelp) return Help({});
-    return m_commands.RunOf(chosen->get_name());
+    if (chosen == kHelp) return Help({});
+    return m_commands.RunOf(chosen);
+  }
+
+  COptions::Asked ParseAll(const Texts& words) {
+    try {
+      return m_all.Parse(words);
+    } catch (const CWrongUsage& wrong) {
+      EndTrouble("", wrong.what() + std::string("; see kivdb help"));
+    }
   }
 
   // Behind "--" watch has no arguments, but a program with its own.
-  void TakeProgram(int& argc, char** argv) {
-    char** const mark = std::find(argv, argv + argc, std::string_view("--"));
-    if (mark == argv + argc) return;
-    const int before = static_cast<int>(mark - argv);
+  void TakeProgram(Texts& words) {
+    const auto mark = std::find(words.begin(), words.end(), "--");
+    if (mark == words.end()) return;
     try {
-      m_app.parse(before, argv);
-    } catch (const CLI::ParseError&) {
+      m_all.Parse({words.begin(), mark});
+    } catch (const CWrongUsage&) {
       // Told when all is parsed.
     }
-    if (Chosen() == nullptr || Chosen()->get_name() != kWatch) return;
-    m_commands.program()->assign(mark + 1, argv + argc);
-    argc = before;
+    if (m_all.Chosen() != kWatch) return;
+    m_commands.program()->assign(mark + 1, words.end());
+    words.erase(mark, words.end());
   }
 
   void AddGlobals() {
-    m_app.allow_extras();
-    m_app.require_subcommand(0, 1);  // a column may have the name of a command
-    m_app.set_version_flag("--version", "");
-    m_app.add_option("-r,--root", m_globals.root,
-                     "the directory of the database, . unless given");
-    m_app.add_option("-o,--output", m_globals.format, "the output format")
-        ->check(CLI::IsMember(FormatNames()));
-    m_app.add_flag("-q,--quiet", m_globals.isQuiet,
-                   "print nothing when the status is 1");
-    m_app.add_flag("-v,--verbose", m_globals.isVerbose,
-                   "show the library's log lines");
-    m_commands.EndWithNul(m_app);
-    m_app
-        .add_option("--wait", m_globals.wait,
-                    "seconds to wait for changes of others, 15 unless given")
-        ->check(CLI::Range(0.0, 1e6));
-    m_app.add_flag_callback(
-        "--no-progress", [this] { m_globals.showsProgress = false; },
-        "no progress on a terminal");
+    m_all.Option("-r,--root", m_globals.root,
+                 "the directory of the database, . unless given");
+    m_all.Option("-o,--output", m_globals.format, "the output format")
+        .OneOf(FormatNames());
+    m_all.Flag("-q,--quiet", m_globals.isQuiet,
+               "print nothing when the status is 1");
+    m_all.Flag("-v,--verbose", m_globals.isVerbose,
+               "show the library's log lines");
+    m_commands.EndWithNul(m_all);
+    m_all
+        .Option("--wait", m_globals.wait,
+                "seconds to wait for changes of others, 15 unless given")
+        .UpTo(1e6);
+    m_all.Flag("--no-progress", m_globals.hidesProgress,
+               "no progress on a terminal");
   }
 
   // Parse takes the command itself: its argument would begin another one.
-  void AddHelp() { m_app.add_subcommand(kHelp, "explains a command"); }
+  void AddHelp() { m_all.Command(kHelp, "explains a command"); }
 
   Runs Help(const Texts& names) const {
-    const App* about = names.empty() ? nullptr : Find(names.front());
-    if (about == nullptr && !names.empty()) RefuseCommand(names.front());
-    return Printing(HelpOf(about));
-  }
-
-  const App* Find(const std::string& name) const {
-    for (const App* app : m_app.get_subcommands({})) {
-      if (app->get_name() == name) return app;
+    if (names.empty()) return Printing(HelpOf(""));
+    const Texts all = m_all.Commands();
+    if (std::find(all.begin(), all.end(), names.front()) == all.end()) {
+      RefuseCommand(names.front());
     }
-    return nullptr;
-  }
-
-  const App* Chosen() const {
-    for (const App* app : m_app.get_subcommands({})) {
-      if (app->parsed()) return app;
-    }
-    return nullptr;
+    return Printing(HelpOf(names.front()));
   }
 
   [[noreturn]] void RefuseCommand(const std::string& name) const {
     std::string nearest;
-    for (const App* app : m_app.get_subcommands({})) {
-      const std::string& other = app->get_name();
+    for (const std::string& other : m_all.Commands()) {
       if (nearest.empty() || Distance(name, other) < Distance(name, nearest)) {
         nearest = other;
       }
@@ -153,13 +136,8 @@ class CCommandLine {
   }
 
   // The example first.
-  std::string HelpOf(const App* app) const {
-    if (app == nullptr) app = &m_app;
-    const std::string name =
-        app == &m_app ? "kivdb" : "kivdb " + app->get_name();
-    return m_commands.ExampleOf(app->get_name()) +
-           m_app.get_formatter()->make_help(app, name,
-                                            CLI::AppFormatMode::Normal);
+  std::string HelpOf(const std::string& command) const {
+    return m_commands.ExampleOf(command) + m_all.HelpOf(command);
   }
 
   static Runs Printing(std::string text) {
@@ -169,15 +147,16 @@ class CCommandLine {
   }
 
   CGlobals m_globals;
-  App m_app;
-  CCommandSet m_commands{m_app, m_globals.endsWithNul};
+  COptions m_all{"kivdb",
+                 "Looks at and changes the tables of a KivDB database."};
+  CCommandSet m_commands{m_all, m_globals.endsWithNul};
 };
 
 }  // namespace
 
 CRun ParseCommandLine(int argc, char** argv) {
   static CCommandLine commandLine;
-  return commandLine.Parse(argc, argv);
+  return commandLine.Parse({argv + std::min(argc, 1), argv + argc});
 }
 
 }  // namespace tool

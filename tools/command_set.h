@@ -3,7 +3,6 @@
 #ifndef TOOLS_COMMAND_SET_H_
 #define TOOLS_COMMAND_SET_H_
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <map>
 #include <memory>
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "context.h"
+#include "options.h"
 
 namespace tool {
 
@@ -19,31 +19,30 @@ using Runs = std::function<void(const CContext& context)>;
 
 class CCommandSet {
  public:
-  // The app gets the commands; both must live as long.
-  CCommandSet(CLI::App& app, bool& endsWithNul)
-      : m_app(app), m_endsWithNul(endsWithNul) {}
+  // The program gets the commands; the flag must live as long.
+  CCommandSet(COptions program, bool& endsWithNul)
+      : m_all(std::move(program)), m_endsWithNul(endsWithNul) {}
 
   template <typename Options>
   using Command = void (*)(const CContext& context, const Options& options);
 
   // A command with its options, which live as long as what runs it.
   template <typename Options>
-  std::pair<CLI::App*, Options&> Add(const char* name, const char* what,
-                                     const char* example,
-                                     Command<Options> command) {
-    CLI::App* app = m_app.add_subcommand(name, what);
-    app->fallthrough();
-    EndWithNul(*app);  // a digit is an option where it was added only
+  std::pair<COptions, Options&> Add(const char* name, const char* what,
+                                    const char* example, Command<Options> run) {
+    COptions command = m_all.Command(name, what);
+    command.TakeOuter();
+    EndWithNul(command);  // a digit is an option where it was added only
     m_examples[name] = std::string("Example: kivdb ") + example + "\n\n";
     auto options = std::make_shared<Options>();
-    m_runs[name] = [options, command](const CContext& context) {
-      command(context, *options);
+    m_runs[name] = [options, run](const CContext& context) {
+      run(context, *options);
     };
-    return {app, *options};
+    return {command, *options};
   }
 
-  void EndWithNul(CLI::App& app) {
-    app.add_flag("-0,--null", m_endsWithNul, "end ids with NUL, with -o ids");
+  void EndWithNul(COptions& command) {
+    command.Flag("-0,--null", m_endsWithNul, "end ids with NUL, with -o ids");
   }
 
   // Where the words behind "--" go, for a command that runs a program.
@@ -59,7 +58,7 @@ class CCommandSet {
   }
 
  private:
-  CLI::App& m_app;
+  COptions m_all;
   bool& m_endsWithNul;
   std::vector<std::string>* m_program = nullptr;
   std::map<std::string, Runs> m_runs;

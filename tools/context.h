@@ -16,9 +16,9 @@ struct CGlobals {
   std::string format = "table";
   bool isQuiet = false;
   bool isVerbose = false;
-  bool endsWithNul = false;   // -0: ids
-  bool showsProgress = true;  // on a terminal
-  double wait = 15;           // seconds
+  bool endsWithNul = false;    // -0: ids
+  bool hidesProgress = false;  // on a terminal
+  double wait = 15;            // seconds
 };
 
 struct CContext {

@@ -30,7 +30,7 @@ void Write(const std::string& text) {
 }  // namespace
 
 CProgress::CProgress(const CGlobals& globals)
-    : m_isShown(globals.showsProgress && !globals.isQuiet &&
+    : m_isShown(!globals.hidesProgress && !globals.isQuiet &&
                 std::getenv("NO_COLOR") == nullptr &&
                 isatty(STDERR_FILENO) == 1) {}
 
