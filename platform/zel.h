@@ -26,7 +26,7 @@ ZEL_EXPORT void InfoA(int code, const char* format, ...) ZEL_PRINTF(2, 3);
 
 // Whether trace lines are wanted, and the writing of one.
 ZEL_EXPORT bool TraceOn(void);
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the platform's name
+// NOLINTNEXTLINE(clang-diagnostic-reserved-identifier): the platform's name
 ZEL_EXPORT void __Trace(const char* format, ...) ZEL_PRINTF(1, 2);
 
 // Copies the value of key in section into out, cut to size bytes with the
@@ -100,10 +100,10 @@ ZEL_EXPORT long zel_strtol(const char* text, char** end, int base);
 ZEL_EXPORT extern const unsigned char zelascii_ctype_table[128];
 
 // Names of the host's configured values, by the indexes below.
-// NOLINTBEGIN(bugprone-reserved-identifier): the platform's names
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier): the platform's names
 ZEL_EXPORT extern const char* const _zel_config_section_string_table_[];
 ZEL_EXPORT extern const char* const _zel_config_entry_string_table_[];
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(clang-diagnostic-reserved-identifier)
 
 }  // extern "C"
 

@@ -2,12 +2,12 @@
 
 #include "zel.h"
 
-// NOLINTBEGIN(bugprone-reserved-identifier): the platform's names
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier): the platform's names
 extern "C" const char* const _zel_config_section_string_table_[] = {
     "StorageDatabase", nullptr};
 extern "C" const char* const _zel_config_entry_string_table_[] = {"Path",
                                                                   nullptr};
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(clang-diagnostic-reserved-identifier)
 
 ConfigClass::ConfigClass(const char* inifile)
     : m_mutex(), m_inifile(inifile == nullptr ? "" : inifile) {

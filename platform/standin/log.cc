@@ -77,7 +77,7 @@ void InfoA(int code, const char* format, ...) {
 
 bool TraceOn() { return trace.load(std::memory_order_relaxed); }
 
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the platform's name
+// NOLINTNEXTLINE(clang-diagnostic-reserved-identifier): the platform's name
 void __Trace(const char* format, ...) {
   if (!TraceOn()) return;
   va_list arguments;
