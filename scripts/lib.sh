@@ -61,6 +61,12 @@ want() {
   echo "Left out is what needs these packages: ${packages[*]}" >&2
 }
 
+# What the tool is built with.
+tool_headers=(/usr/include/CLI/CLI.hpp:libcli11-dev
+  /usr/include/nlohmann/json.hpp:nlohmann-json3-dev
+  /usr/include/csv.h:libcsv-dev /usr/include/utf8proc.h:libutf8proc-dev
+  /usr/include/archive.h:libarchive-dev)
+
 # need_tools PRESET: what it takes to build a preset, and the tool with its
 # tests where that can be had.
 need_tools() {
@@ -68,11 +74,7 @@ need_tools() {
     /usr/include/gtest/gtest.h:libgtest-dev)
   if [[ $1 == clang ]]; then tools+=(clang++:clang); fi
   need "${tools[@]}"
-  want /usr/include/CLI/CLI.hpp:libcli11-dev \
-    /usr/include/nlohmann/json.hpp:nlohmann-json3-dev \
-    /usr/include/csv.h:libcsv-dev /usr/include/utf8proc.h:libutf8proc-dev \
-    /usr/include/archive.h:libarchive-dev \
-    cram3:python3-cram mandoc:mandoc
+  want "${tool_headers[@]}" cram3:python3-cram mandoc:mandoc
 }
 
 # configure PRESET [CMAKE_ARGUMENT ...]: configures build/PRESET.
@@ -117,4 +119,33 @@ build_packages() {
   )
   rm -rf "$1/kivdb"
   sources_state >"$1/state"
+}
+
+# run_tests PRESET [CTEST_ARGUMENT ...]: runs the tests of a built preset.  The
+# last line counts them: "N passed, N failed".
+run_tests() {
+  local directory=$project/build/$1 status=0 failed skipped
+  local results=$directory/results.xml
+  # The tests' directories go even when a test was killed.
+  export TMPDIR=$directory/tmp
+  rm -rf "$results" "$TMPDIR"
+  mkdir "$TMPDIR"
+  # A run path of a program is found by way of /proc.
+  if [[ ! -e /proc/self ]]; then export LD_LIBRARY_PATH=$directory; fi
+  ctest --test-dir "$directory" --parallel "$(nproc)" --timeout 120 \
+    --no-tests=error --output-on-failure --output-junit "$results" "${@:2}" ||
+    status=$?
+  rm -rf "$TMPDIR"
+
+  failed=$(count_tests failures "$results")
+  skipped=$(($(count_tests skipped "$results") +
+    $(count_tests disabled "$results")))
+  echo "$(($(count_tests tests "$results") - failed - skipped)) passed," \
+    "$failed failed"
+  return "$status"
+}
+
+# count_tests NAME RESULTS: a number that ctest tells of its test suite.
+count_tests() {
+  sed -n "/<testsuite/,/>/s/.*\b$1=\"\([0-9]*\)\".*/\1/p" "$2"
 }

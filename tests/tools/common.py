@@ -139,7 +139,7 @@ def read_end(root):
 def run_to_call(words, preload, number, root):
     """Killed before the call of that number, if it makes so many."""
     return call(words, cwd=root, stdin=subprocess.DEVNULL,
-                env=os.environ | {"LD_PRELOAD": preload, "KIVDB_STOP_AT": str(number)})
+                env=os.environ | preload | {"KIVDB_STOP_AT": str(number)})
 
 
 def kill_everywhere(preload, prepare, words, verify):

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Kills changing commands before each call that changes files: kills.py KIVDB PRELOAD
 
-PRELOAD is the library of stop_at.cc.  What was saved must still be there, and the
-next run must end as if nothing had happened.
+PRELOAD sets the variable that loads the library of stop_at.cc.  What was saved must
+still be there, and the next run must end as if nothing had happened.
 """
 import os
 import subprocess
@@ -13,7 +13,7 @@ from concurrent.futures import ThreadPoolExecutor
 from common import (call, kill_everywhere, make_table, read_database, read_end,
                     read_file, read_table, run, write_file)
 
-KIVDB, PRELOAD = map(os.path.abspath, sys.argv[1:])
+KIVDB, PRELOAD = os.path.abspath(sys.argv[1]), dict([sys.argv[2].split("=", 1)])
 OLD = (978307200, 978307200)
 RECORDS = {"1": b"alpha|80|", "2": b"beta|443|", "3": b"gamma|25|"}
 NEW = b"new|9|"

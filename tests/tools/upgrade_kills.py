@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """Kills upgrades and migrations before each call: upgrade_kills.py KIVDB PRELOAD
 
-PRELOAD is the library of stop_at.cc.  What the owner has must be whole, and the next
-run must end as if nothing had happened; so, too, after the disk was full.
+PRELOAD sets the variable that loads the library of stop_at.cc.  What the owner has
+must be whole, and the next run must end as if nothing had happened; so, too, after
+the disk was full.
 """
 import itertools
 import os
@@ -15,7 +16,7 @@ from tempfile import TemporaryDirectory
 from common import (Unable, call, ini, kill_everywhere, need, read_end, read_file,
                     read_table, run, run_each, run_to_call, write_file)
 
-KIVDB, PRELOAD = map(os.path.abspath, sys.argv[1:])
+KIVDB, PRELOAD = os.path.abspath(sys.argv[1]), dict([sys.argv[2].split("=", 1)])
 OLD = "t a b: 1,x,1; 2,x,1; 3,x,1; 4,x,1; 5,x,1\nv a: 1,x; 2,x; 3,x"
 NEW = ("t a b c: 1,x,2,7; 2,x,2,8; 3,x,1,9; 4,x,1,7; 6,{{$kivhost}},5,7\n"
        "u a: 7,{{$kivhost}}; 8,k\nv a: 1,z; 2,z; 4,{{$kivid}}")
@@ -205,7 +206,7 @@ def full_disks(_):
 
 
 def kills(_):
-    os.environ["LD_PRELOAD"] = PRELOAD  # which leaves out what takes time
+    os.environ.update(PRELOAD)  # which leaves out what takes time
     jobs = [(words, [words], [UNCHANGED], [REPAIR]) for words in MIGRATIONS]
     jobs += [(UPGRADE, [UPGRADE], ["kill", UPGRADE], [REPAIR, UPGRADE])]
     with ThreadPoolExecutor(len(jobs)) as pool:
