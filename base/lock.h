@@ -5,6 +5,8 @@
 
 #include <pthread.h>
 
+#include <exception>
+
 namespace KivDB {
 
 inline void UnlockMutex(void* mutex) {
@@ -16,10 +18,17 @@ inline void UnlockMutex(void* mutex) {
 template <typename Body>
 auto WithLock(pthread_mutex_t* mutex, Body body) {
   decltype(body()) result{};
+  std::exception_ptr thrown;
   pthread_mutex_lock(mutex);
   pthread_cleanup_push(UnlockMutex, mutex);
-  result = body();
+  // Not every C library runs the handler for what is thrown past it.
+  try {
+    result = body();
+  } catch (const std::exception&) {
+    thrown = std::current_exception();
+  }
   pthread_cleanup_pop(1);
+  if (thrown) std::rethrow_exception(thrown);
   return result;
 }
 

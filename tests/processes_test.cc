@@ -1,9 +1,11 @@
 // Several processes, and tables made without copying, on one database.
 
+#include <fcntl.h>
 #include <kivdb/lock.h>
 #include <sys/file.h>
 #include <sys/wait.h>
 
+#include "base/renameat2.h"
 #include "test_util.h"
 
 namespace KivDB {

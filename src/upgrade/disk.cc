@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "base/descriptor.h"
+#include "base/renameat2.h"
 #include "core/log.h"
 #include "zel.h"
 
