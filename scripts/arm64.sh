@@ -22,7 +22,7 @@ make_sysroot() {
   rm -rf "$1.new"
   mkdir -p "$1.new"
   mmdebstrap --quiet --variant=extract --architectures=arm64 \
-    --include="${packages[*]}" bookworm |
+    --include="${packages[*]}" "$(codename)" |
     tar -x -C "$1.new" ./lib ./usr/lib ./usr/include
   mv "$1.new" "$1"
 }

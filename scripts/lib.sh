@@ -53,6 +53,11 @@ need() {
   exit 1
 }
 
+# codename: of this Debian, for new systems of the same.
+codename() {
+  sed -n 's/^VERSION_CODENAME=//p' /etc/os-release
+}
+
 # want COMMAND_OR_FILE:PACKAGE ...: likewise, but goes on without them.
 want() {
   local packages

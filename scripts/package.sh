@@ -27,10 +27,8 @@ in_namespace() {
 }
 
 make_root() {
-  local codename
-  codename=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
   quietly in_namespace mmdebstrap --variant=apt --skip=cleanup/apt \
-    "$codename" "$root"
+    "$(codename)" "$root"
 }
 
 # The version stands in two places.
