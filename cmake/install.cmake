@@ -59,10 +59,13 @@ if(TARGET kivdb_tool)
           COMPONENT tools)
 endif()
 
-# As in the sources, so that the pages find each other.
-install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR}
-        COMPONENT doc)
-install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
-        COMPONENT doc PATTERN man EXCLUDE)
-install(FILES bench/results.md bench/results.svg
-        DESTINATION ${CMAKE_INSTALL_DOCDIR}/bench COMPONENT doc)
+# As in the sources, so that the pages find each other; in the folder of a host
+# that adds the sources they would be in the way of its own.
+if(PROJECT_IS_TOP_LEVEL)
+  install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR}
+          COMPONENT doc)
+  install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
+          COMPONENT doc PATTERN man EXCLUDE)
+  install(FILES bench/results.md bench/results.svg
+          DESTINATION ${CMAKE_INSTALL_DOCDIR}/bench COMPONENT doc)
+endif()
