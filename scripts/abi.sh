@@ -2,9 +2,9 @@
 # Compares the binary interface of both libraries with the one that hosts rely
 # on, in packaging/abi: scripts/abi.sh [--update | --self-test]
 # Fails when a host that is built already would not run with these libraries,
-# or when they export what is not in packaging/abi.  With --update it shows what
-# is different and writes the interface as it is now.  With --self-test it also
-# shows that it finds faults.
+# or when they export what is not in packaging/abi, optimized or not.  With
+# --update it shows what is different and writes the interface as it is now.  With
+# --self-test it also shows that it finds faults.
 #
 # The interface is read from the debug information of a build by g++ 12 without
 # optimization.  Other compilers describe the same interface in other words.
@@ -104,14 +104,21 @@ fault() {
   echo "found: $3"
 }
 
+# build_libraries NAME [CMAKE_ARGUMENT ...]: builds them in build/NAME.
+build_libraries() {
+  quietly configure debug -B "$project/build/$1" -DKIVDB_TESTS=OFF \
+    -DKIVDB_TOOLS=OFF -DKIVDB_EXAMPLES=OFF -DKIVDB_BENCH=OFF "${@:2}"
+  quietly build "$1" all
+}
+
 need cmake:cmake make:make g++:g++ abidw:abigail-tools
-quietly configure debug -B "$libraries" -DKIVDB_TESTS=OFF -DKIVDB_TOOLS=OFF \
-  -DKIVDB_EXAMPLES=OFF -DKIVDB_BENCH=OFF
-quietly build abi all
+build_libraries abi
+build_libraries abi-optimized -DCMAKE_CXX_FLAGS_DEBUG=-O2
 
 status=0
 for library in libkivdb libkivdb_zel; do
   check "$library" "$libraries/$library.so" || status=1
+  exports "$library" "$project/build/abi-optimized/$library.so" || status=1
 done
 statuses "$project/include/kivdb/status.h" || status=1
 if ((status != 0)); then
