@@ -141,6 +141,7 @@ run_tests() {
     --no-tests=error --output-on-failure --output-junit "$results" "${@:2}" ||
     status=$?
   rm -rf "$TMPDIR"
+  grep -h "left out without" "$directory/Testing/Temporary/LastTest.log" || true
 
   failed=$(count_tests failures "$results")
   skipped=$(($(count_tests skipped "$results") +

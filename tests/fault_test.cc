@@ -299,7 +299,7 @@ TEST_F(FaultTest, ShortWriteFailsTheSave) {
 // What adding and creating force to disk before they return; the sync of each
 // may fail without notice.
 TEST_F(FaultTest, NewTablesAreForcedToDisk) {
-  if (!fs::exists("/proc/self/fd")) GTEST_SKIP() << "names need /proc";
+  if (!fs::exists("/proc/self/fd")) GTEST_SKIP() << "left out without /proc";
   const std::string table =
       "%/kiv/schema/t\n%/kiv/database/t\n%/kiv/schema\n%/kiv/database\n";
   const std::pair<std::function<int()>, std::string> kOperations[] = {
