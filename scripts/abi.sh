@@ -106,8 +106,7 @@ fault() {
 
 # build_libraries NAME [CMAKE_ARGUMENT ...]: builds them in build/NAME.
 build_libraries() {
-  quietly configure debug -B "$project/build/$1" -DKIVDB_TESTS=OFF \
-    -DKIVDB_TOOLS=OFF -DKIVDB_EXAMPLES=OFF -DKIVDB_BENCH=OFF "${@:2}"
+  quietly configure debug -B "$project/build/$1" "${libraries_alone[@]}" "${@:2}"
   quietly build "$1" all
 }
 

@@ -58,7 +58,7 @@ flags() {
 }
 
 quietly cmake -S "$project" -B "$work/build" -DKIVDB_SHARED=OFF \
-  -DKIVDB_TESTS=OFF -DKIVDB_TOOLS=OFF -DKIVDB_EXAMPLES=OFF -DKIVDB_BENCH=OFF
+  "${libraries_alone[@]}"
 quietly cmake --build "$work/build" --parallel "$(nproc)"
 install_to() { quietly cmake --install "$1" --prefix "$work/$2" "${@:3}"; }
 install_to "$work/build" static-prefix

@@ -15,8 +15,7 @@ end='<!-- Up to here. -->'
 
 # libraries NAME PRESET [ARGUMENT ...]: builds them in build/footprint/NAME.
 libraries() {
-  quietly configure "$2" -B "$out/$1" -DKIVDB_TESTS=OFF -DKIVDB_TOOLS=OFF \
-    -DKIVDB_EXAMPLES=OFF "${@:3}"
+  quietly configure "$2" -B "$out/$1" "${libraries_alone[@]}" "${@:3}"
   quietly build "footprint/$1" kivdb
 }
 
@@ -45,7 +44,7 @@ need_tools release
 need strip:binutils python3:python3-minimal
 rm -rf "$out"
 mkdir -p "$out"
-libraries release release -DCMAKE_CXX_FLAGS=-fcallgraph-info=su
+libraries release release -DKIVDB_BENCH=ON -DCMAKE_CXX_FLAGS=-fcallgraph-info=su
 quietly build footprint/release kivdb_stack
 look "$out/release"
 libraries small small

@@ -82,6 +82,11 @@ need_tools() {
   want "${tool_headers[@]}" cram3:python3-cram mandoc:mandoc
 }
 
+# For cmake's configuring: the libraries and nothing else.
+# shellcheck disable=SC2034 # the scripts use it
+libraries_alone=(-DKIVDB_TESTS=OFF -DKIVDB_TOOLS=OFF -DKIVDB_EXAMPLES=OFF
+  -DKIVDB_BENCH=OFF)
+
 # configure PRESET [CMAKE_ARGUMENT ...]: configures build/PRESET.
 configure() {
   (cd "$project" && cmake --preset "$@")
