@@ -10,8 +10,6 @@ set -euo pipefail
 source "$(dirname "$0")/lib.sh"
 
 out=$project/build/footprint
-begin='<!-- scripts/footprint.sh writes this. -->'
-end='<!-- Up to here. -->'
 
 # libraries NAME PRESET [ARGUMENT ...]: builds them in build/footprint/NAME.
 libraries() {
@@ -67,11 +65,5 @@ libraries small small
 cat "$out/footprint.md"
 
 if [[ ${1:-} == --write ]]; then
-  readme=$project/README.md
-  if (($(grep -cFx -e "$begin" -e "$end" "$readme") != 2)); then
-    echo "README.md has no place for it" >&2
-    exit 1
-  fi
-  sed -i -e "\|^$begin\$|,\|^$end\$|{//!d}" \
-    -e "\|^$begin\$|r $out/footprint.md" "$readme"
+  put_figures scripts/footprint.sh "$project/README.md" "$out/footprint.md"
 fi

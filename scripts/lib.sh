@@ -160,3 +160,14 @@ run_tests() {
 count_tests() {
   sed -n "/<testsuite/,/>/s/.*\b$1=\"\([0-9]*\)\".*/\1/p" "$2"
 }
+
+# put_figures SCRIPT PAGE FILE: puts the file between the marks in the page where
+# it says that the script writes.
+put_figures() {
+  local begin="<!-- $1 writes this. -->" end='<!-- Up to here. -->'
+  if (($(grep -cFx -e "$begin" -e "$end" "$2") != 2)); then
+    echo "${2#"$project/"} has no place for it" >&2
+    return 1
+  fi
+  sed -i -e "\|^$begin\$|,\|^$end\$|{//!d}" -e "\|^$begin\$|r $3" "$2"
+}
