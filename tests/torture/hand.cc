@@ -80,6 +80,14 @@ std::map<std::string, Operation> MakeOperations() {
           {"read", Changing([](CTable& table, const Words& words) {
              return table.readRecord(words[2].c_str());
            })},
+          {"list", Changing([](CTable& table, const Words& words) {
+             CListing listing(table);
+             for (const CRow& row : listing) static_cast<void>(row.values());
+             std::vector<CColumn*> columns;
+             table.GetRecord(words[2].c_str(), columns);
+             table.records();
+             return listing.status();
+           })},
           {"recover", Changing([](CTable& table, const Words& /*words*/) {
              return table.recover();
            })},
