@@ -1,8 +1,12 @@
 // Loaded before a program, kills it before its call number KIVDB_STOP_AT of
 // those that change files; a write counts twice, for the second time when half
-// of it is done.  With the number 0 the calls are named on standard error, with
-// their paths.  A sync, named as well, is no such call, and not done: the
-// kernel keeps what the killed program did.
+// of it is done.  With the number 0, or with KIVDB_NAMES, the calls are named
+// on standard error, with their paths and what is written.  A sync, named as
+// well, is no such call, and not done: the kernel keeps what the killed program
+// did.
+//
+// With KIVDB_SYNC_SEED syncs are done, and others at random between the calls.
+// With KIVDB_PLANT the steps of a save are those of a faulty one.
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -14,7 +18,9 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <random>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -29,14 +35,66 @@ long StopAt() {
 bool IsNext() { return g_count + 1 == StopAt(); }
 
 void Name(const char* call, const std::string& path, const char* to = "") {
-  if (StopAt() != 0) return;
+  if (StopAt() != 0 && std::getenv("KIVDB_NAMES") == nullptr) return;
   dprintf(STDERR_FILENO, "%ld\t%s\t%s\t%s\n", g_count, call, path.c_str(), to);
 }
 
-void Step(const char* call, const std::string& path, const char* to = "") {
+// The call that is replaced.
+template <typename Call>
+Call* Real(const char* name) {
+  return reinterpret_cast<Call*>(dlsym(RTLD_NEXT, name));
+}
+
+// What another program may do to the file system of the working directory:
+// force all to disk, or, in most of them, all names without the data.
+void SyncAtRandom() {
+  const char* seed = std::getenv("KIVDB_SYNC_SEED");
+  if (seed == nullptr) return;
+  static std::minstd_rand random(
+      static_cast<unsigned int>(std::strtoul(seed, nullptr, 10)));
+  static const int top =
+      Real<decltype(open)>("open")(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  static auto* const sync = Real<decltype(fsync)>("fsync");
+  const auto chance = random() / 16 % 8;
+  if (chance == 3) syncfs(top);
+  if (chance < 3 && futimens(top, nullptr) == 0) sync(top);
+}
+
+void Count() {
+  SyncAtRandom();
   if (IsNext()) kill(getpid(), SIGKILL);
   ++g_count;
+}
+
+void Step(const char* call, const std::string& path, const char* to = "") {
+  Count();
   Name(call, path, to);
+}
+
+bool Plants(const char* plant) {
+  const char* own = std::getenv("KIVDB_PLANT");
+  return own != nullptr && std::string_view(own) == plant;
+}
+
+// The record of a temporary file, or nothing for other paths.
+std::string RecordOf(const std::string& path) {
+  const std::size_t end = path.rfind(".tmp");
+  const bool isTemporary = end != path.npos && end + 4 == path.size();
+  return isTemporary ? path.substr(0, end) : "";
+}
+
+bool IsInPlace(const std::string& path) {
+  return Plants("in place") && !RecordOf(path).empty();
+}
+
+std::string Hex(const char* bytes, size_t size) {
+  std::string text;
+  for (size_t i = 0; i < size; ++i) {
+    const auto byte = static_cast<unsigned char>(bytes[i]);
+    text += "0123456789abcdef"[byte / 16];
+    text += "0123456789abcdef"[byte % 16];
+  }
+  return text;
 }
 
 // The path of what is open, or of an entry there.
@@ -47,12 +105,6 @@ std::string PathOf(int file, const char* entry = nullptr) {
   const ssize_t size = readlink(link.c_str(), path, sizeof(path));
   const std::string own(path, size > 0 ? static_cast<size_t>(size) : 0);
   return entry != nullptr ? own + "/" + entry : own;
-}
-
-// The call that is replaced.
-template <typename Call>
-Call* Real(const char* name) {
-  return reinterpret_cast<Call*>(dlsym(RTLD_NEXT, name));
 }
 
 }  // namespace
@@ -69,18 +121,28 @@ ssize_t write(int file, const void* bytes, size_t size) {
   static auto* const real = Real<decltype(write)>("write");
   // Steps are named by writes, too.
   if (file == STDERR_FILENO) return real(file, bytes, size);
-  Step("write", PathOf(file));
-  if (IsNext() && real(file, bytes, size / 2) < 0) return -1;
-  Step("half of a write", PathOf(file));
+  const size_t half = size / 2;
+  const char* first = static_cast<const char*>(bytes);
+  Step("write", PathOf(file), Hex(first, half).c_str());
+  if (IsNext() && real(file, bytes, half) < 0) return -1;
+  Step("half of a write", PathOf(file), Hex(first + half, size - half).c_str());
   return real(file, bytes, size);
 }
 
 int fsync(int file) {
-  Name("fsync", PathOf(file));
-  return 0;
+  const std::string path = PathOf(file);
+  const std::string record = RecordOf(path);
+  const char* without = record.empty() ? "directory" : "file";
+  if (Plants("rename alone") || Plants(without)) return 0;
+  if (Plants("unlink first") && !record.empty()) unlink(record.c_str());
+  SyncAtRandom();
+  Name("fsync", path);
+  if (std::getenv("KIVDB_SYNC_SEED") == nullptr) return 0;
+  CALL(fsync, file);
 }
 
 int rename(const char* from, const char* to) noexcept {
+  if (IsInPlace(from)) return 0;
   Step("rename", from, to);
   CALL(rename, from, to);
 }
@@ -92,6 +154,7 @@ int renameat2(int fromFile, const char* from, int toFile, const char* to,
 }
 
 int unlink(const char* path) noexcept {
+  if (Plants("in place") || Plants("rename alone")) return 0;
   Step("unlink", path);
   CALL(unlink, path);
 }
@@ -107,8 +170,11 @@ int mkdir(const char* path, mode_t mode) noexcept {
 }
 
 char* mkdtemp(char* path) noexcept {
-  Step("mkdtemp", path);
-  CALL(mkdtemp, path);
+  static auto* const real = Real<decltype(mkdtemp)>("mkdtemp");
+  Count();
+  char* made = real(path);
+  Name("mkdtemp", path);
+  return made;
 }
 
 int rmdir(const char* path) noexcept {
@@ -122,7 +188,8 @@ int open(const char* path, int flags, ...) {
   va_start(more, flags);
   const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(more, mode_t) : 0;
   va_end(more);
-  if ((flags & (O_CREAT | O_TRUNC)) != 0) Step("open", path);
+  const char* how = (flags & O_TRUNC) != 0 ? "truncated" : "";
+  if ((flags & (O_CREAT | O_TRUNC)) != 0) Step("open", path, how);
   return real(path, flags, mode);
 }
 
@@ -132,8 +199,12 @@ int openat(int directory, const char* path, int flags, ...) {
   va_start(more, flags);
   const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(more, mode_t) : 0;
   va_end(more);
-  if ((flags & (O_CREAT | O_TRUNC)) != 0) Step("open", PathOf(directory, path));
-  return real(directory, path, flags, mode);
+  const std::string place = IsInPlace(path) ? RecordOf(path) : path;
+  const char* how = (flags & O_TRUNC) != 0 ? "truncated" : "";
+  if ((flags & (O_CREAT | O_TRUNC)) != 0) {
+    Step("open", PathOf(directory, place.c_str()), how);
+  }
+  return real(directory, place.c_str(), flags, mode);
 }
 
 }  // extern "C"
