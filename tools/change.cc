@@ -123,6 +123,10 @@ void CChange::Delete(const std::string& id) {
 void CChange::Clear() {
   const CSignalHold hold;
   Require(m_table.clear(), "");
+  m_reader.ForEachName([&](const char* name) {
+    if (m_reader.TypeOf(name) != EntryType::kFile) return true;
+    EndTrouble(Where(m_reader, name), "is still there");
+  });
 }
 
 void CChange::Require(int status, const std::string& id) const {

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <csignal>
 #include <exception>
+#include <new>
 
 #include "command_line.h"
 
@@ -30,7 +31,7 @@ bool OpenClosedStreams() {
   return wasOutputClosed;
 }
 
-void Run(int argc, char** argv, COutput& out, CReport& report) {
+void RunCommand(int argc, char** argv, COutput& out, CReport& report) {
   const CRun run = tool::ParseCommandLine(argc, argv);
   tool::TakeLibraryLog(run.globals.isVerbose);
   if (run.globals.isQuiet) {
@@ -40,6 +41,28 @@ void Run(int argc, char** argv, COutput& out, CReport& report) {
   run.command(CContext{run.globals, out, report});
 }
 
+void Run(int argc, char** argv, COutput& out, CReport& report) {
+  try {
+    RunCommand(argc, argv, out, report);
+  } catch (const CEnd& end) {
+    report.Say(end);
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& error) {
+    report.Trouble("", error.what());
+  }
+}
+
+// To say that there is no memory must not need any.
+template <typename Body>
+void Guard(CReport& report, Body body) {
+  try {
+    body();
+  } catch (const std::bad_alloc&) {
+    report.NoMemory();
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -47,13 +70,7 @@ int main(int argc, char** argv) {
   signal(SIGPIPE, SIG_IGN);
   COutput out(wasOutputClosed);
   CReport report;
-  try {
-    Run(argc, argv, out, report);
-  } catch (const CEnd& end) {
-    report.Say(end);
-  } catch (const std::exception& error) {
-    report.Trouble("", error.what());
-  }
-  out.Finish(report);
+  Guard(report, [&] { Run(argc, argv, out, report); });
+  Guard(report, [&] { out.Finish(report); });
   return static_cast<int>(report.verdict());
 }

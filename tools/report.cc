@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
+#include <string_view>
 #include <utility>
 
 #include "printable.h"
@@ -17,13 +19,17 @@
 namespace tool {
 namespace {
 
+void Write(std::string_view text) {
+  // There is nowhere to say that it failed.
+  [[maybe_unused]] const ssize_t written =
+      write(STDERR_FILENO, text.data(), text.size());
+}
+
 void WriteLine(const std::string& where, const std::string& what) {
   std::string line = "kivdb: ";
   if (!where.empty()) line += Printable(where) + ": ";
   line += Printable(what) + "\n";
-  // There is nowhere to say that it failed.
-  [[maybe_unused]] const ssize_t written =
-      write(STDERR_FILENO, line.data(), line.size());
+  Write(line);
 }
 
 #ifdef KIVDB_TOOL_SINK
@@ -31,8 +37,13 @@ std::string lastError;
 bool isVerbose = false;
 
 void Sink(ZelLevel level, int code, const char* text) {
-  if (level == ZelLevel::kError) lastError = text;
-  if (isVerbose) WriteLine("log " + std::to_string(code), text);
+  // The library does not expect an exception.
+  try {
+    if (level == ZelLevel::kError) lastError = text;
+    if (isVerbose) WriteLine("log " + std::to_string(code), text);
+  } catch (const std::bad_alloc&) {
+    lastError.clear();
+  }
 }
 #endif
 
@@ -70,6 +81,11 @@ void CReport::Say(const CEnd& end) {
   const std::string what = end.what();
   if (what.empty() || (m_isQuiet && end.verdict() == Verdict::kNo)) return;
   Tell(end.where(), what);
+}
+
+void CReport::NoMemory() {
+  Raise(Verdict::kTrouble);
+  Write("kivdb: no memory\n");
 }
 
 void CReport::Note(const std::string& where, const std::string& what) const {

@@ -57,6 +57,7 @@ class CReport {
   void No(const std::string& where, const std::string& what);
   void Trouble(const std::string& where, const std::string& what);
   void Say(const CEnd& end);
+  void NoMemory();
 
   // A line that says nothing about the status; Tell's is never left out.
   void Note(const std::string& where, const std::string& what) const;

@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <new>
 #include <utility>
 
 #include "disk.h"
@@ -67,8 +68,12 @@ CStaging::CStaging(std::string root) : m_root(std::move(root)) {
 }
 
 CStaging::~CStaging() {
-  std::error_code ignored;  // there is nobody left to tell
-  if (!m_path.empty()) std::filesystem::remove_all(m_path, ignored);
+  try {
+    std::error_code ignored;  // there is nobody left to tell
+    if (!m_path.empty()) std::filesystem::remove_all(m_path, ignored);
+  } catch (const std::bad_alloc&) {
+    // It stays, which no later run minds.
+  }
   if (m_isTaken) return;
   for (auto made = m_made.rbegin(); made != m_made.rend(); ++made) {
     rmdir(made->c_str());

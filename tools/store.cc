@@ -245,7 +245,13 @@ std::vector<std::string> CTableReader::Ids() const {
 
 bool CTableReader::Has(const std::string& name) const {
   struct stat status {};
-  return fstatat(directory(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+  if (fstatat(directory(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
+    return true;
+  }
+  const bool isMissing = !IsThere() || errno == ENOENT || errno == ENOTDIR ||
+                         errno == ENAMETOOLONG;
+  if (isMissing) return false;
+  EndTrouble(m_name + "/" + name, WithError("cannot be read", errno));
 }
 
 EntryType CTableReader::TypeOf(const std::string& name) const {

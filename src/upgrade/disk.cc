@@ -59,6 +59,12 @@ std::string ParentOf(const std::string& path) {
   return path.substr(0, path.rfind('/'));
 }
 
+int Look(const std::string& path, struct stat& found) {
+  if (lstat(path.c_str(), &found) == 0) return kOk;
+  found.st_mode = 0;
+  return errno == ENOENT ? int{kOk} : DiskError("read", path);
+}
+
 bool IsThere(const std::string& path) {
   struct stat status;
   return lstat(path.c_str(), &status) == 0;

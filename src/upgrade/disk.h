@@ -24,7 +24,11 @@ int DiskError(const char* what, const std::string& path);
 // The directory of a path with a slash.
 std::string ParentOf(const std::string& path);
 
-// Whether there is such an entry; links are not followed.
+// Sets found to the entry, its mode to 0 where there is none; links are not
+// followed.
+int Look(const std::string& path, struct stat& found);
+
+// Whether there surely is such an entry.
 bool IsThere(const std::string& path);
 bool IsDirectory(const std::string& path);
 

@@ -119,7 +119,10 @@ int CMigration::Run(const std::string& table, std::size_t count,
 // What was built goes again unless the table is already in its place.
 int CMigration::Drop(const std::string& table, int status) const {
   const std::string own = PathOf(table);
-  if (!IsThere(own + kOld)) DeleteTreeA(own.c_str());
+  struct stat old;
+  if (Look(own + kOld, old) == kOk && old.st_mode == 0) {
+    DeleteTreeA(own.c_str());
+  }
   return status;
 }
 
@@ -192,14 +195,19 @@ int CMigration::BuildRecords(const std::string& table, std::size_t count,
 int CMigration::Finish(const std::string& table) {
   const std::string own = PathOf(table);
   const std::string data = DataOf(table);
-  int status = kOk;
-  if (IsThere(own + kOld)) {
+  struct stat old;
+  struct stat schema;
+  struct stat built;
+  int status = Look(own + kOld, old);
+  if (status == kOk) status = Look(own + kSchema, schema);
+  if (status == kOk) status = Look(own + kNew, built);
+  if (status == kOk && old.st_mode != 0) {
     status = SyncDirectory(own);
     if (status == kOk) status = SyncDirectory(ParentOf(data));
-    if (status == kOk && IsThere(own + kSchema)) {
+    if (status == kOk && schema.st_mode != 0) {
       status = Rename(own + kSchema, SchemaOf(table));
     }
-    if (status == kOk && IsThere(own + kNew)) {
+    if (status == kOk && built.st_mode != 0) {
       if (rmdir(data.c_str()) != 0 && errno != ENOENT) {
         return KIVDB_FAIL(kNotEmpty,
                           "table [%s]: cannot be put in its place [%s]: %s",
@@ -245,10 +253,13 @@ int CMigration::Make(const std::string& table, const CSpecs& columns,
 }
 
 int CMigration::FindUnfinished(std::vector<std::string>& tables) const {
-  if (!IsDirectory(m_directory)) return kOk;
-  const int status = ForEachEntry(m_directory, [&](const std::string& name) {
-    if (IsDirectory(PathOf(name))) tables.push_back(name);
-    return kOk;
+  struct stat found;
+  int status = Look(m_directory, found);
+  if (status != kOk || !S_ISDIR(found.st_mode)) return status;
+  status = ForEachEntry(m_directory, [&](const std::string& name) {
+    const int looked = Look(PathOf(name), found);
+    if (looked == kOk && S_ISDIR(found.st_mode)) tables.push_back(name);
+    return looked;
   });
   std::sort(tables.begin(), tables.end());
   return status;

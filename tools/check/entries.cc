@@ -129,6 +129,13 @@ class CEntries {
   CLeftovers m_leftovers;
 };
 
+// It could be read when it was judged, maybe.
+void RequireSchema(const CTableState& table) {
+  const int error = table.schemaError;
+  if (error == 0 || error == ENOENT || error == EINVAL) return;
+  EndTrouble(table.name, WithError("cannot read the schema", error));
+}
+
 // Calls body with the table's state, read under its lock for a repair, unless
 // there is nothing to look at.
 template <typename Body>
@@ -142,6 +149,7 @@ void WithTable(CCheckRun& run, const std::string& table, Body body) {
     RequireHeld(*lock, table);
     state = LookAt(run.store, table);
   }
+  RequireSchema(state);
   const int error = state.directoryError;
   if (error != 0 && error != ENOENT && error != ENOTDIR) {
     EndTrouble(table, WithError("cannot read the table", error));

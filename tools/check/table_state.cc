@@ -12,6 +12,7 @@
 
 #include "check/content.h"
 #include "check/names.h"
+#include "report.h"
 
 namespace tool {
 namespace {
@@ -24,9 +25,12 @@ bool IsLink(const std::string& path) {
   return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
 }
 
+// What cannot be looked at is not missing.
 bool IsThere(const std::string& path) {
   struct stat status {};
-  return lstat(path.c_str(), &status) == 0;
+  if (lstat(path.c_str(), &status) == 0) return true;
+  if (errno == ENOENT || errno == ENOTDIR) return false;
+  EndTrouble(path, WithError("cannot be read", errno));
 }
 
 // The first line of a schema file, as far as it can be one.
