@@ -44,6 +44,10 @@ bool IsReached(Action action) {
 // True when the call has to fail, with errno set.
 bool Enter(const char* call) {
   if (IsReached(Action::kExit)) _exit(3);
+  if (IsReached(Action::kFail) && plan.fails-- > 0) {
+    errno = plan.error;
+    return true;
+  }
   if (plan.failing == nullptr || std::strcmp(plan.failing, call) != 0) {
     return false;
   }
@@ -71,6 +75,9 @@ void WatchSync(int fd) {
   if (length > 0) end[length] = '\n';
 }
 
+// What it closes is closed even where it fails.
+bool IsClosing(const char* call) { return std::strncmp(call, "close", 5) == 0; }
+
 // Behind the call, so that what it made may be lost.
 void Leave() {
   if (!IsReached(Action::kCancel)) return;
@@ -90,11 +97,13 @@ Function* Real(const char* name) {
 // cancellation point.
 #define REPLACE(result, call, parameters, arguments, failure, isPlain) \
   result call parameters noexcept(isPlain) {                           \
-    if (Enter(#call)) return failure;                                  \
+    const bool fails = Enter(#call);                                   \
+    if (fails && !IsClosing(#call)) return failure;                    \
     Watch(a);                                                          \
     result got = Real<result parameters>(#call) arguments;             \
+    if (fails) errno = plan.error;                                     \
     if (!(isPlain)) Leave();                                           \
-    return got;                                                        \
+    return fails ? failure : got;                                      \
   }
 
 extern "C" {
@@ -117,6 +126,7 @@ REPLACE(int, unlinkat, (int a, const char* b, int c), (a, b, c), -1, true)
 
 int fsync(int fd) {
   if (Enter("fsync")) return -1;
+  if (plan.action == Action::kFail) return 0;  // takes time
   if (plan.action == Action::kNone) WatchSync(fd);
   const int got = Real<int(int)>("fsync")(fd);
   Leave();
@@ -127,7 +137,8 @@ int fsync(int fd) {
 int InifileGetValueA(const char* section, const char* key, char* out,
                      unsigned int size, const char* fallback,
                      const char* inifile) {
-  if (Enter("ini")) return plan.error++;
+  const bool isCall = plan.action != Action::kNone;
+  if (!isCall && Enter("ini")) return plan.error++;
   return Real<decltype(InifileGetValueA)>("InifileGetValueA")(
       section, key, out, size, fallback, inifile);
 }

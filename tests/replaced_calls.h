@@ -7,7 +7,7 @@
 
 namespace KivDB {
 
-enum class Action { kNone, kCancel, kExit, kFailMemory };
+enum class Action { kNone, kCancel, kExit, kFail, kFailMemory };
 
 // What the replaced calls of this thread do.
 struct Plan {

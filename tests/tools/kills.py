@@ -64,10 +64,14 @@ def prepare_delete(root):
     write_file(root + "/kiv/database/hosts/2.tmp", b"left|2|")
 
 
-def repair(root):
+def age(root):
     hosts = root + "/kiv/database/hosts"
     for name in os.listdir(hosts) if os.path.isdir(hosts) else []:
         os.utime(f"{hosts}/{name}", OLD)
+
+
+def repair(root):
+    age(root)
     run([KIVDB, "check", "--repair", "--restore"], cwd=root)
 
 
@@ -84,7 +88,7 @@ def verify_records(root, outcomes):
     assert not table, table
 
 
-def run_change(words, outcomes, texts):
+def changing(words, outcomes, texts):
     def verify(root, call):
         if call is not None:
             verify_records(root, outcomes)
@@ -99,10 +103,10 @@ def run_change(words, outcomes, texts):
         assert set(table.values()) == set(texts), table
 
     prepare = prepare_delete if words[0] == "delete" else prepare_hosts
-    return kill_everywhere(PRELOAD, prepare, [KIVDB, *words], verify)
+    return prepare, [KIVDB, *words], verify
 
 
-def run_add_table():
+def adding_table():
     def verify(root, call):
         verify_records(root, {})
         if call is not None:
@@ -120,10 +124,10 @@ def run_add_table():
         run([KIVDB, "add", "t", "x=1"], cwd=root)
 
     words = ["add-table", "t", "id:int,x:int"]
-    return kill_everywhere(PRELOAD, prepare_hosts, [KIVDB, *words], verify)
+    return prepare_hosts, [KIVDB, *words], verify
 
 
-def run_drop_table():
+def dropping_table():
     def verify(root, call):
         if os.path.isdir(root + "/kiv/database/hosts"):
             verify_records(root, {i: [RECORDS[i], None] for i in RECORDS})
@@ -135,10 +139,10 @@ def run_drop_table():
             assert not os.listdir(f"{root}/kiv/{folder}"), folder
 
     words = ["drop-table", "hosts", "--force"]
-    return kill_everywhere(PRELOAD, prepare_hosts, [KIVDB, *words], verify)
+    return prepare_hosts, [KIVDB, *words], verify
 
 
-def run_create(has_kiv, restores=False):
+def creating(has_kiv, restores=False):
     def prepare(root):
         write_file(root + "/new.ini", CREATION)
         if restores:
@@ -150,6 +154,7 @@ def run_create(has_kiv, restores=False):
     def verify(root, call):
         tree = read_database(root)
         is_there = "kiv/schema" in tree
+        assert is_there or call is not None, tree
         assert tree == whole if is_there else kivdb(root, ["tables"])[0] == 2, tree
         status, reason = kivdb(root, words)
         assert status == (1 if is_there else 0), (status, reason)
@@ -162,10 +167,10 @@ def run_create(has_kiv, restores=False):
         run([KIVDB, *words], cwd=root)
         whole = read_database(root)
         assert len(whole) == 10, whole
-    return kill_everywhere(PRELOAD, prepare, [KIVDB, *words], verify)
+    return prepare, [KIVDB, *words], verify
 
 
-def run_backup():
+def backing_up():
     def prepare(root):
         prepare_hosts(root)
         write_file(root + "/file.tar", b"older")
@@ -176,7 +181,7 @@ def run_backup():
             assert read_table(root + "/new/kiv/database/hosts") == RECORDS
         verify_records(root, {})
 
-    return kill_everywhere(PRELOAD, prepare, [KIVDB, "backup", "file.tar"], verify)
+    return prepare, [KIVDB, "backup", "file.tar"], verify
 
 
 def prepare_leftovers(root):
@@ -199,16 +204,16 @@ def read_files(root):
     return files
 
 
-def run_repair(words):
+def repairing(words):
     files, end = {}, {}
 
     def prepare(root):
         prepare_leftovers(root)
-        files.clear()
-        files.update(read_files(root))
+        files[root] = read_files(root)
 
     def verify(root, call):
-        assert read_files(root) == files
+        assert read_files(root) == files[root]
+        assert call is not None or read_end(root) == end, read_end(root)
         table = read_end(root)
         for name, text in RECORDS.items():
             assert table["kiv/database/hosts/" + name] == text, (name, table)
@@ -218,24 +223,29 @@ def run_repair(words):
             assert is_kept or table.get(path) == LEFTOVERS[name + ".tmp"], (name, table)
         status, reason = kivdb(root, words)
         assert status == 1 and not reason, (status, reason)
-        assert read_files(root) == files and read_end(root) == end, read_end(root)
+        assert read_files(root) == files[root] and read_end(root) == end, read_end(root)
 
     words = ["check", "--repair", *words]
     with tempfile.TemporaryDirectory() as root:
         prepare(root)
         run([KIVDB, *words], 1, cwd=root)
         end = read_end(root)
-    return kill_everywhere(PRELOAD, prepare, [KIVDB, *words], verify)
+    return prepare, [KIVDB, *words], verify
+
+
+def cases():
+    """Of each command: what prepares a root, its words, and what verifies the root."""
+    return [*(changing(*row) for row in CHANGES), adding_table(), dropping_table(),
+            creating(False), creating(True), creating(False, True),
+            creating(True, True), backing_up(), repairing([]),
+            repairing(["--restore"])]
 
 
 def main():
-    jobs = [(run_change, *change) for change in CHANGES]
-    jobs += [(run_add_table,), (run_drop_table,), (run_create, False),
-             (run_create, True), (run_create, False, True), (run_create, True, True),
-             (run_backup,), (run_repair, []), (run_repair, ["--restore"])]
-    with ThreadPoolExecutor(len(jobs)) as pool:
-        runs = [pool.submit(*job) for job in jobs]
+    with ThreadPoolExecutor(16) as pool:
+        runs = [pool.submit(kill_everywhere, PRELOAD, *case) for case in cases()]
         print(f"{sum(done.result() for done in runs)} calls")
 
 
-main()
+if __name__ == "__main__":
+    main()

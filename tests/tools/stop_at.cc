@@ -7,6 +7,11 @@
 //
 // With KIVDB_SYNC_SEED syncs are done, and others at random between the calls.
 // With KIVDB_PLANT the steps of a save are those of a faulty one.
+//
+// KIVDB_FAIL_AT fails the allocation of that number, counted from the first of
+// these calls on, with a "+" behind the number every later one, too.  With the
+// number 0 their count is written to standard error at the end.  Then nothing
+// here may allocate.
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -14,6 +19,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <cstdarg>
 #include <cstdio>
@@ -25,6 +31,8 @@
 namespace {
 
 long g_count = 0;
+bool g_hasBegun = false;
+long g_allocations = 0;
 
 long StopAt() {
   const char* number = std::getenv("KIVDB_STOP_AT");
@@ -34,14 +42,18 @@ long StopAt() {
 // Whether the next call is that at which the program ends.
 bool IsNext() { return g_count + 1 == StopAt(); }
 
-void Name(const char* call, const std::string& path, const char* to = "") {
+bool FailsMemory() { return std::getenv("KIVDB_FAIL_AT") != nullptr; }
+
+void Name(const char* call, std::string_view path, const char* to = "") {
   if (StopAt() != 0 && std::getenv("KIVDB_NAMES") == nullptr) return;
-  dprintf(STDERR_FILENO, "%ld\t%s\t%s\t%s\n", g_count, call, path.c_str(), to);
+  dprintf(STDERR_FILENO, "%ld\t%s\t%s\t%s\n", g_count, call,
+          std::string(path).c_str(), to);
 }
 
 // The call that is replaced.
 template <typename Call>
 Call* Real(const char* name) {
+  g_hasBegun = true;
   return reinterpret_cast<Call*>(dlsym(RTLD_NEXT, name));
 }
 
@@ -66,7 +78,7 @@ void Count() {
   ++g_count;
 }
 
-void Step(const char* call, const std::string& path, const char* to = "") {
+void Step(const char* call, std::string_view path, const char* to = "") {
   Count();
   Name(call, path, to);
 }
@@ -77,19 +89,20 @@ bool Plants(const char* plant) {
 }
 
 // The record of a temporary file, or nothing for other paths.
-std::string RecordOf(const std::string& path) {
+std::string RecordOf(std::string_view path) {
   const std::size_t end = path.rfind(".tmp");
   const bool isTemporary = end != path.npos && end + 4 == path.size();
-  return isTemporary ? path.substr(0, end) : "";
+  if (FailsMemory() || !isTemporary) return {};
+  return std::string(path.substr(0, end));
 }
 
-bool IsInPlace(const std::string& path) {
+bool IsInPlace(std::string_view path) {
   return Plants("in place") && !RecordOf(path).empty();
 }
 
 std::string Hex(const char* bytes, size_t size) {
   std::string text;
-  for (size_t i = 0; i < size; ++i) {
+  for (size_t i = 0; i < size && !FailsMemory(); ++i) {
     const auto byte = static_cast<unsigned char>(bytes[i]);
     text += "0123456789abcdef"[byte / 16];
     text += "0123456789abcdef"[byte % 16];
@@ -99,12 +112,29 @@ std::string Hex(const char* bytes, size_t size) {
 
 // The path of what is open, or of an entry there.
 std::string PathOf(int file, const char* entry = nullptr) {
+  if (FailsMemory()) return {};
   if (entry != nullptr && (file == AT_FDCWD || *entry == '/')) return entry;
   char path[PATH_MAX];
   const std::string link = "/proc/self/fd/" + std::to_string(file);
   const ssize_t size = readlink(link.c_str(), path, sizeof(path));
   const std::string own(path, size > 0 ? static_cast<size_t>(size) : 0);
   return entry != nullptr ? own + "/" + entry : own;
+}
+
+bool HasMemory() {
+  const char* at = g_hasBegun ? std::getenv("KIVDB_FAIL_AT") : nullptr;
+  if (at == nullptr) return true;
+  char* end = nullptr;
+  const long number = std::strtol(at, &end, 10);
+  const bool isPast = *end == '+' && g_allocations >= number;
+  if (++g_allocations != number && !isPast) return true;
+  errno = ENOMEM;
+  return false;
+}
+
+__attribute__((destructor)) void TellAllocations() {
+  const char* at = std::getenv("KIVDB_FAIL_AT");
+  if (at != nullptr && *at == '0') dprintf(STDERR_FILENO, "%ld", g_allocations);
 }
 
 }  // namespace
@@ -199,12 +229,30 @@ int openat(int directory, const char* path, int flags, ...) {
   va_start(more, flags);
   const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(more, mode_t) : 0;
   va_end(more);
-  const std::string place = IsInPlace(path) ? RecordOf(path) : path;
+  const std::string record = IsInPlace(path) ? RecordOf(path) : "";
+  const char* place = record.empty() ? path : record.c_str();
   const char* how = (flags & O_TRUNC) != 0 ? "truncated" : "";
   if ((flags & (O_CREAT | O_TRUNC)) != 0) {
-    Step("open", PathOf(directory, place.c_str()), how);
+    Step("open", PathOf(directory, place), how);
   }
-  return real(directory, place.c_str(), flags, mode);
+  return real(directory, place, flags, mode);
+}
+
+// The linker's own calls need these names, not what dlsym gives.
+void* __libc_malloc(size_t size);
+void* __libc_calloc(size_t count, size_t size);
+void* __libc_realloc(void* block, size_t size);
+
+void* malloc(size_t size) noexcept {
+  return HasMemory() ? __libc_malloc(size) : nullptr;
+}
+
+void* calloc(size_t count, size_t size) noexcept {
+  return HasMemory() ? __libc_calloc(count, size) : nullptr;
+}
+
+void* realloc(void* block, size_t size) noexcept {
+  return HasMemory() ? __libc_realloc(block, size) : nullptr;
 }
 
 }  // extern "C"

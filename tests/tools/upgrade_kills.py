@@ -8,9 +8,9 @@ the disk was full.
 import itertools
 import os
 import shutil
-import shutil
 import sys
 from concurrent.futures import ThreadPoolExecutor
+from contextlib import contextmanager
 from tempfile import TemporaryDirectory
 
 from common import (Unable, call, ini, kill_everywhere, need, read_end, read_file,
@@ -22,12 +22,15 @@ NEW = ("t a b c: 1,x,2,7; 2,x,2,8; 3,x,1,9; 4,x,1,7; 6,{{$kivhost}},5,7\n"
        "u a: 7,{{$kivhost}}; 8,k\nv a: 1,z; 2,z; 4,{{$kivid}}")
 OWNER = ("rm t/4; printf 'x|0|' >t/2; printf 'o|0|' >t/9; printf o >v/2; "
          "chmod 600 t/3 ../schema/t")
-PLACE = ["--id=3", "--host=h"]
+PLACE = ["--id=1", "--host=h"]
 UPGRADE = ["upgrade", "new.ini", "--prune", *PLACE]
 MIGRATIONS = [["migrate", "t", "id:int," + columns, "--force"] for columns in [
     "a:varchar,b:varchar,n:int", "b:varchar", "b:varchar,a:varchar",
     "a>n:varchar,b:varchar", "a:varchar,b>n:int"]]
 REPAIR, UNCHANGED = ["check", "-q", "--repair"], ["upgrade", "old.ini", *PLACE]
+# What is killed, and the ways to finish it.
+JOBS = [*((words, [words], [UNCHANGED], [REPAIR]) for words in MIGRATIONS),
+        (UPGRADE, [UPGRADE], ["kill", UPGRADE], [REPAIR, UPGRADE])]
 
 
 def copy(root, to):
@@ -88,7 +91,9 @@ def verify_tables(root, start, end):
             assert now_records.get(i) in texts, (name, i, now_records, texts)
 
 
-def run_kills(words, *finishers):
+@contextmanager
+def killed(words, *finishers, prepared=copy, program=None):
+    """What prepares a root, what is run (program, or the words), what verifies it."""
     with TemporaryDirectory() as work:
         start, end = work + "/start", work + "/end"
         prepare(start, words)
@@ -116,8 +121,13 @@ def run_kills(words, *finishers):
                     is_old = steps[-1] is not words and left == before
                     assert is_old or left == whole, (steps, left)
 
-        return kill_everywhere(PRELOAD, lambda root: copy(start, root),
-                               complete(start, words), verify)
+        yield (lambda root: prepared(start, root), program or complete(start, words),
+               verify)
+
+
+def run_kills(job):
+    with killed(*job) as case:
+        return kill_everywhere(PRELOAD, *case)
 
 
 def check_order(words, number=-1, dirt=()):
@@ -207,11 +217,9 @@ def full_disks(_):
 
 def kills(_):
     os.environ.update(PRELOAD)  # which leaves out what takes time
-    jobs = [(words, [words], [UNCHANGED], [REPAIR]) for words in MIGRATIONS]
-    jobs += [(UPGRADE, [UPGRADE], ["kill", UPGRADE], [REPAIR, UPGRADE])]
-    with ThreadPoolExecutor(len(jobs)) as pool:
-        runs = [pool.submit(run_kills, *job) for job in jobs]
-        print(f"{sum(done.result() for done in runs)} calls")
+    with ThreadPoolExecutor(len(JOBS)) as pool:
+        print(f"{sum(pool.map(run_kills, JOBS))} calls")
 
 
-run_each(order, full_disks, kills)
+if __name__ == "__main__":
+    run_each(order, full_disks, kills)

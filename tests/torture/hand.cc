@@ -1,10 +1,11 @@
 // Runs the operations of the library, one a line of standard input:
 //
-//   kivdb_hand ROOT
+//   kivdb_hand ROOT [WORD ...]
 //
-// A line is a word and its arguments, separated by tabs.  To each it answers
-// with a line: the status, and behind a blank the id or what else there is.
-// Log lines go to standard error.
+// or the one of its words, and ends with its status.  A line is a word and its
+// arguments, separated by tabs.  To each it answers with a line: the status,
+// and behind a blank the id or what else there is. Log lines go to standard
+// error.
 
 #include <kivdb/kivdb.h>
 
@@ -125,12 +126,7 @@ std::map<std::string, Operation> MakeOperations() {
            }}};
 }
 
-std::string Run(const std::string& line) {
-  Words words;
-  std::istringstream parts(line);
-  for (std::string word; std::getline(parts, word, '\t');) {
-    words.push_back(word);
-  }
+std::string Run(Words words) {
   words.resize(4);
   if (words[0] == "add") return Add(words);
   static const auto operations = MakeOperations();
@@ -139,13 +135,23 @@ std::string Run(const std::string& line) {
   return std::to_string(found->second(words));
 }
 
+Words Split(const std::string& line) {
+  Words words;
+  std::istringstream parts(line);
+  for (std::string word; std::getline(parts, word, '\t');) {
+    words.push_back(word);
+  }
+  return words;
+}
+
 }  // namespace
 }  // namespace KivDB
 
 int main(int argc, char** argv) {
-  if (argc != 2) return 1;
+  if (argc < 2) return 1;
   KivDB::root = argv[1];
+  if (argc > 2) return std::stoi(KivDB::Run({argv + 2, argv + argc}));
   for (std::string line; std::getline(std::cin, line);) {
-    std::cout << KivDB::Run(line) << std::endl;
+    std::cout << KivDB::Run(KivDB::Split(line)) << std::endl;
   }
 }
