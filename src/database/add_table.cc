@@ -25,7 +25,8 @@
 namespace KivDB {
 namespace {
 
-constexpr int kSchemaFlags = O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK;
+constexpr int kSchemaFlags =
+    O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOFOLLOW;
 
 // Appends the schema's spec of one entry "name(type)".  An entry without "(" is
 // name and type at once.

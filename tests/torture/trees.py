@@ -135,8 +135,6 @@ class Tree:
             self.is_strict &= what != "link to where it is"
             if "link" in what and (where in TOP or where == BAD):
                 self.linked.append("/dir/")
-            if "link" in what and "schema/" in where:  # is written in place
-                self.linked += ["/file", "/none", "/outside/."]
 
     def state(self):
         """All outside that a command must leave, with the contents."""
