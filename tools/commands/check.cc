@@ -67,14 +67,14 @@ void CheckTable(CCheckRun& run, const std::string& table) {
 
 void Check(const CContext& context, const CCheckOptions& options) {
   const CStore store(context.globals.root);
-  const Texts tables = Chosen(store, options);
+  Chosen(store, options);  // ends what cannot be done
   CCheckRun run(context, store, options);
   if (run.repair.IsActive()) {
     BecomeOwner(store.root());
     SetWait(context.globals);
   }
-  CheckMigrations(run);  // they exchange what is checked
-  for (const std::string& table : tables) {
+  CheckMigrations(run);  // they exchange what is checked, or make it
+  for (const std::string& table : Chosen(store, options)) {
     if (context.out.IsBroken()) break;
     CheckTable(run, table);
   }
