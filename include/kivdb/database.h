@@ -78,7 +78,8 @@ class KIVDB_EXPORT CKivDatabase {
   // columns, "name(type),name(type)", with the types int and varchar; all
   // blanks in it are ignored.
   //
-  // Returns kOk: the table is on disk.  kInvalid (logged) when there is a table
+  // Returns kOk: the table is on disk, but for its directory where that cannot
+  // be made (see createTableF).  kInvalid (logged) when there is a table
   // of that name or columns is null; kSyntax or kUnknownType for malformed
   // columns, with nothing made; kSchemaUnreadable (logged) when the schema file
   // cannot be opened for writing; or the result of CTable::Open (logged), with

@@ -43,9 +43,9 @@ bool RenamesNew(const std::string& from, const std::string& to) {
     return true;
   }
   if (errno != EINVAL && errno != ENOSYS) return false;
-  if (!IsThere(to)) return rename(from.c_str(), to.c_str()) == 0;
-  errno = EEXIST;
-  return false;
+  struct stat found;
+  if (lstat(to.c_str(), &found) == 0) errno = EEXIST;
+  return errno == ENOENT && rename(from.c_str(), to.c_str()) == 0;
 }
 
 }  // namespace
@@ -63,6 +63,13 @@ int Look(const std::string& path, struct stat& found) {
   if (lstat(path.c_str(), &found) == 0) return kOk;
   found.st_mode = 0;
   return errno == ENOENT ? int{kOk} : DiskError("read", path);
+}
+
+int Find(const std::string& path, bool& isThere) {
+  struct stat found;
+  const int status = Look(path, found);
+  isThere = found.st_mode != 0;
+  return status;
 }
 
 bool IsThere(const std::string& path) {

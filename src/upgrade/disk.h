@@ -28,6 +28,9 @@ std::string ParentOf(const std::string& path);
 // followed.
 int Look(const std::string& path, struct stat& found);
 
+// Tells whether there is such an entry.
+int Find(const std::string& path, bool& isThere);
+
 // Whether there surely is such an entry.
 bool IsThere(const std::string& path);
 bool IsDirectory(const std::string& path);

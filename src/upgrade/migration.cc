@@ -224,7 +224,9 @@ int CMigration::Finish(const std::string& table) {
 int CMigration::CheckNew(const std::string& table,
                          const CRecords& records) const {
   const std::string data = DataOf(table);
-  if (!IsThere(data) || HoldsOnly(data, records)) return kOk;
+  bool isThere = false;
+  const int status = Find(data, isThere);
+  if (status != kOk || !isThere || HoldsOnly(data, records)) return status;
   return KIVDB_FAIL(kNotEmpty, "a directory without a schema [%s]",
                     data.c_str());
 }

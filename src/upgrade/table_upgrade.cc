@@ -59,7 +59,10 @@ CTableUpgrade::CTableUpgrade(const std::string& root,
 
 // A table that the owner dropped stays so.
 int CTableUpgrade::Plan() {
-  if (IsThere(m_schema)) {
+  bool isThere = false;
+  int status = Find(m_schema, isThere);
+  if (status != kOk) return status;
+  if (isThere) {
     m_work = Work::kMerge;
   } else if (m_base == nullptr) {
     m_work = Work::kMake;
@@ -76,7 +79,7 @@ int CTableUpgrade::Plan() {
     m_work = Work::kNone;
     return kOk;
   }
-  int status = ReadSpecs(m_schema, m_here);
+  status = ReadSpecs(m_schema, m_here);
   m_before = m_here.size();
   if (status == kOk && !IsThere(m_data)) {
     status = KIVDB_FAIL(kNotFound, "table [%s]: no directory: run check",
@@ -283,7 +286,9 @@ int CTableUpgrade::MergeRecord(int id) {
     default:
       return Leave(CUpgradeStep::kUnreadable, id);
   }
-  const bool isInterrupted = IsThere(PathOf(id) + kTemporarySuffix);
+  bool isInterrupted = false;
+  const int status = Find(PathOf(id) + kTemporarySuffix, isInterrupted);
+  if (status != kOk) return status;
   if (isInterrupted) return Leave(CUpgradeStep::kInterrupted, id);
   if (now == nullptr) return kOk;
   Keep(id, *now);
@@ -327,12 +332,13 @@ int CTableUpgrade::Prune(int id, const CStored& stored) {
   if (!m_merge.IsDelivered(*Old(id), stored)) {
     return Leave(CUpgradeStep::kRecordKept, id);
   }
-  if (IsThere(path + kTemporarySuffix)) {
-    return Leave(CUpgradeStep::kInterrupted, id);
-  }
+  bool isInterrupted = false;
+  int status = Find(path + kTemporarySuffix, isInterrupted);
+  if (status != kOk) return status;
+  if (isInterrupted) return Leave(CUpgradeStep::kInterrupted, id);
   if (!m_options.isDryRun) {
     if (unlink(path.c_str()) != 0) return DiskError("delete", path);
-    const int status = SyncDirectory(m_data);
+    status = SyncDirectory(m_data);
     if (status != kOk) return status;
   }
   NoteRecord(CUpgradeStep::kRecordDeleted, id, stored);
@@ -341,7 +347,8 @@ int CTableUpgrade::Prune(int id, const CStored& stored) {
 
 int CTableUpgrade::ReadHere(int id, CStored& stored) const {
   int status = ReadStored(PathOf(id), m_before - 1, stored);
-  const bool isLink = status == kNotFound && IsThere(PathOf(id));
+  bool isLink = false;
+  if (status == kNotFound && Find(PathOf(id), isLink) != kOk) return kInvalid;
   if (isLink) status = kRecordUnreadable;
   stored.resize(m_here.size() - 1);  // where columns are only planned
   return status;

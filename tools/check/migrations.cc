@@ -13,8 +13,12 @@ namespace {
 
 bool IsDirectory(int directory, const char* name) {
   struct stat status {};
-  return fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-         S_ISDIR(status.st_mode);
+  if (fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) == 0) {
+    return S_ISDIR(status.st_mode);
+  }
+  if (errno == ENOENT) return false;
+  EndTrouble(std::string("kiv/migrate/") + name,
+             WithError("cannot be read", errno));
 }
 
 std::vector<CFinding> FindMigrations(const CStore& store) {

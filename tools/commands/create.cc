@@ -1,5 +1,6 @@
 // create: a new database from a creation file.
 
+#include <fcntl.h>
 #include <kivdb/database.h>
 #include <kivdb/status.h>
 #include <sys/statvfs.h>
@@ -20,6 +21,7 @@ namespace tool {
 namespace {
 
 constexpr mode_t kBaseMode = 0640;
+constexpr std::size_t kFingerprint = 16;  // behind a schema line
 
 // The options count, then the file; 0 and the empty host are the library's
 // words for none.
@@ -46,7 +48,9 @@ void RequireComplete(const std::string& root,
   const CStore store(root);
   for (const CCreationTable& table : tables) {
     const CTableReader reader(store, table.name);
+    const CLine file = ReadWhole(AT_FDCWD, store.SchemaPathOf(table.name));
     if (reader.schema().line != table.schema.line ||
+        file.text.size() != table.schema.line.size() + 1 + kFingerprint ||
         reader.Ids().size() != table.records.size()) {
       EndTrouble(table.name, "not written as a whole");
     }
