@@ -24,12 +24,12 @@ seconds=$((minutes * 60))
 if [[ $mode == --quick ]]; then seconds=75; fi
 out=$project/build/torture
 
-# part NAME PERCENT COMMAND [ARGUMENT ...]: runs a command for its part of the
-# time, limit in seconds.  What it prints are rows of the table: what, cases,
-# faults and a note, with tabs between them.
+# part NAME PERCENT: runs the part of that name for so much of the time, limit in
+# seconds.  What it prints are rows of the table: what, cases, faults and a note,
+# with tabs between them.
 part() {
   local status=0 limit=$((seconds * $2 / 100)) rows=$out/$1.rows
-  "${@:3}" >"$rows" 2>"$out/$1.log" || status=$?
+  "$1" >"$rows" 2>"$out/$1.log" || status=$?
   if ((status > 1)) || [[ ! -s $rows ]]; then
     printf '%s\t0\t1\tended with status %s\n' "$1" "$status" >>"$rows"
   fi
@@ -46,6 +46,19 @@ tests() {
   if [[ $1 != *.py ]]; then directory=$build/tests/torture; fi
   within "$directory/$1" "${@:2}" --seconds "$limit"
 }
+
+power() {
+  tests power.py "$build/kivdb" "$build/tests/torture/kivdb_hand" "$preload" \
+    "$build/tests/torture/kivdb_disk"
+}
+calls() {
+  tests calls.py "$build/kivdb" "$build/tests/torture/kivdb_hand" "$preload"
+}
+trees() { tests trees.py "$build/kivdb" "$build/tests/torture/kivdb_hand"; }
+cancel() { tests kivdb_cancel; }
+fuzz() { tests fuzz.py "$project/build/$fuzzer/tests/torture/kivdb_fuzz"; }
+processes_disk() { processes "$out"; }
+processes_memory() { processes /dev/shm; }
 
 # processes DIRECTORY: what scripts/stress.sh does there, as a row.
 processes() {
@@ -66,21 +79,16 @@ processes() {
 
 # Two at a time: the first waits for disks.
 run_parts() {
-  local build=$project/build/release
-  local preload=LD_PRELOAD=$build/tests/tools/libkivdb_stop_at.so
-  local tool=("$build/kivdb" "$build/tests/torture/kivdb_hand")
-  local fuzz=$project/build/$fuzzer/tests/torture/kivdb_fuzz
   {
-    part power 70 tests power.py "${tool[@]}" "$preload" \
-      "$build/tests/torture/kivdb_disk"
-    part processes-disk 15 processes "$out"
-    part processes-memory 15 processes /dev/shm
+    part power 70
+    part processes_disk 15
+    part processes_memory 15
   } &
   export TMPDIR=/dev/shm
-  part calls 40 tests calls.py "${tool[@]}" "$preload"
-  part cancel 10 tests kivdb_cancel
-  part fuzz 30 tests fuzz.py "$fuzz"
-  part trees 20 tests trees.py "${tool[@]}"
+  part calls 40
+  part cancel 10
+  part fuzz 30
+  part trees 20
   wait
 }
 
@@ -89,41 +97,105 @@ table() {
   echo "| What | Cases | Faults | |"
   echo "|---|---|---|---|"
   local name
-  for name in power calls cancel processes-disk processes-memory fuzz trees; do
+  for name in power calls cancel processes_disk processes_memory fuzz trees; do
     awk -F '\t' '{ printf "| %s | %s | %s | %s |\n", $1, $2, $3, $4 }' \
       "$out/$name.rows"
   done
 }
 
+# faults PATTERN: of the rows of these parts.
 faults() {
-  cat "$out"/*.rows | awk -F '\t' '{ sum += $3 } END { print sum + 0 }'
+  # shellcheck disable=SC2086 # it is a pattern
+  cat "$out"/$1.rows | awk -F '\t' '{ sum += $3 } END { print sum + 0 }'
 }
 
-build_all() {
+# Installed, or left out.
+what_it_takes() {
   need_tools release
   need python3:python3 strace:strace
-  want /usr/include/fuse3/fuse.h:libfuse3-dev fusermount3:fuse3 \
-    mkfs.ext4:e2fsprogs mkfs.xfs:xfsprogs mkfs.btrfs:btrfs-progs \
-    pkg-config:pkg-config
+  want pkg-config:pkg-config /usr/include/fuse3/fuse.h:libfuse3-dev \
+    fusermount3:fuse3 mkfs.ext4:e2fsprogs mkfs.xfs:xfsprogs \
+    mkfs.btrfs:btrfs-progs
+}
+
+# In the preset release, without coverage for the fuzzer.
+build_programs() {
+  build=$project/build/release
+  preload=LD_PRELOAD=$build/tests/tools/libkivdb_stop_at.so
+  fuzzer=release
   quietly configure release
   quietly build release all
-  fuzzer=release
-  if [[ $mode == '' || $mode == --minutes ]]; then
-    need clang++:clang /usr/lib/llvm-14/lib/clang:libclang-rt-14-dev
-    fuzzer=fuzz
-    quietly configure fuzz
-    quietly build fuzz kivdb_fuzz
+}
+
+build_fuzzer() {
+  need clang++:clang /usr/lib/llvm-14/lib/clang:libclang-rt-14-dev
+  fuzzer=fuzz
+  quietly configure fuzz
+  quietly build fuzz kivdb_fuzz
+}
+
+# plant PART FILE EDIT: edits a file of the copy, and wants a fault from the part.
+plant() {
+  local file=$project/$2
+  cp "$file" "$out/original"
+  sed -i "$3" "$file"
+  if cmp -s "$file" "$out/original"; then
+    echo "nothing to plant in $2: $3" >&2
+    return 1
   fi
+  quietly build release all
+  part "$1" 100
+  cp "$out/original" "$file"
+  # What ends by itself was not looked at.
+  if (($(faults "$1") == 0)) || grep -q 'ended with status' "$out/$1.rows"; then
+    echo "not found by $1: $2: $3" >&2
+    return 1
+  fi
+  echo "found by $1: $2: $3"
+}
+
+# In a copy of the sources.
+self_test() {
+  local status=0
+  copy_sources "$out/planted"
+  project=$out/planted
+  seconds=60
+  build_programs
+  export TMPDIR=/dev/shm
+  plant power src/table/add.cc \
+    's/^  if (safe_fsync(file.Get()) == -1) {/  if (false) {/' || status=1
+  plant power src/database/add_table.cc 's/^  SyncTable(name);$//' || status=1
+  plant calls src/table/add.cc \
+    's/^  if (WriteTemporary(from, content/  unlink(path);\n&/' || status=1
+  plant calls src/table/add.cc \
+    's/^\(  if (safe_write(.*, length)\) != .*/\1 == -7) {/' || status=1
+  plant cancel base/descriptor.h '0,/CCancellationHold hold;/s///' || status=1
+  plant processes_disk base/file_lock.cc \
+    's/got = flock(fd, operation | LOCK_NB);/got = 0;/' || status=1
+  plant fuzz src/table/condition.cc \
+    's/return m_pairs.size() > 0;/return true;/' || status=1
+  plant trees src/core/first_line.cc 's/ | O_NONBLOCK//' || status=1
+  return "$status"
 }
 
 rm -rf "$out"
 mkdir -p "$out"
-build_all
+what_it_takes
+if [[ $mode == --self-test ]]; then
+  self_test
+  exit
+fi
+build_programs
+if [[ $mode != --quick ]]; then build_fuzzer; fi
 run_parts
 {
   echo
-  echo "\`scripts/torture.sh --minutes $minutes\`, $(date -u +%Y-%m-%d)," \
-    "$(nproc) processors, $(uname -sr):"
+  if [[ $mode == --quick ]]; then
+    echo "\`scripts/torture.sh --quick\`:"
+  else
+    echo "\`scripts/torture.sh --minutes $minutes\`, $(date -u +%Y-%m-%d)," \
+      "$(nproc) processors, $(uname -sr):"
+  fi
   echo
   table
   echo
@@ -132,7 +204,7 @@ cat "$out/table.md"
 if [[ $mode != --quick ]]; then
   put_figures scripts/torture.sh "$project/docs/testing.md" "$out/table.md"
 fi
-if (($(faults) > 0)); then
+if (($(faults "*") > 0)); then
   echo "What was found is told in ${out#"$project/"}/*.log" >&2
   exit 1
 fi
