@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 
 #include "base/renameat2.h"
 #include "replaced_calls.h"
@@ -22,12 +21,6 @@ struct Operation {
 struct Opened : CKivDatabase {
   explicit Opened(const char* root) { open(root); }
 };
-
-// What fails once or for ever; from there on the library tells a lack from all
-// else, and tries for ever what is interrupted.
-const std::pair<int, int> kErrors[] = {
-    {EIO, 1},   {ENOSPC, 1}, {EACCES, 1},    {EMFILE, 1},
-    {EINTR, 1}, {EDQUOT, 1}, {EIO, INT_MAX}, {EMFILE, INT_MAX}};
 
 // What a table of its own finds: the ids and names of its rows, and their
 // count.
@@ -60,7 +53,7 @@ class FaultTest : public TableTest {
     EXPECT_EQ(kOk, m_other.Open());
   }
 
-  void StopAnywhere(Action action);
+  void StopAnywhere(Action action, int error = 0, int fails = INT_MAX);
 
   // Puts a record 7 and nothing else into the table, a long record into the
   // other one.  The creation file is too new to be kept in memory.
@@ -75,6 +68,13 @@ class FaultTest : public TableTest {
     m_columns = std::vector<CColumn*>();  // without room
     m_assigned = m_other;
     Log();
+  }
+
+  std::vector<int> Start() {
+    Reset();
+    EXPECT_EQ(kOk, m_table.Open());
+    EXPECT_EQ(1, m_table.records());  // opens the cursor, which stays open
+    return OpenDescriptors();
   }
 
   // All is assigned but a value, or nothing.
@@ -114,6 +114,13 @@ class FaultTest : public TableTest {
     const int status = m_table.readRecord("7");
     if (status != kOk) return status;
     return m_table.MatchColumn(condition) ? kOk : kNoMemory;
+  }
+
+  // Of a text: whole, or what stands for it without memory.
+  static int Status(const std::string& text, const std::string& whole) {
+    if (text == whole) return kOk;
+    const bool isNone = text.empty() || text == "no memory" || text == "?\n?";
+    return isNone ? kNoMemory : kInvalid;
   }
 
   // Needs no memory.
@@ -170,6 +177,15 @@ class FaultTest : public TableTest {
       {"update long",
        [&] { return m_table.updateRecord("7", m_wide.c_str()); },
        {kRecordUnreadable, kInvalid}},
+      {"schema",
+       [&] { return m_table.readSchema("kiv/schema/hosts"); },
+       {kSchemaUnreadable}},
+      {"record text",
+       [&] { return Status(CRecordText("a").Add(m_spec).error(), ""); },
+       {}},
+      {"text", [&] { return Status((m_copy = m_text).error(), ""); }, {}},
+      {"escape", [&] { return Status(Escape(m_spec), m_spec); }, {}},
+      {"unescape", [&] { return Status(Unescape(m_spec), m_spec); }, {}},
       {"spec", [&] { return CColumn().SetInfo(m_spec.c_str()); }, {}},
       {"check",
        [] { return Opened(".").CheckAddTable("t", "ini"); },
@@ -183,6 +199,8 @@ class FaultTest : public TableTest {
   const std::string m_wide = "size=1" + std::string(5000, ' ');
   const std::string m_spec = std::string(50, 'n') + "[int]";
   const std::string m_long = "8,2," + std::string(5000, 'x');
+  const CUpdateText m_text = CUpdateText().Set("name", m_spec);
+  CUpdateText m_copy;
   CTable m_other, m_assigned;
   std::vector<CColumn*> m_columns;
   int m_id = 99;
@@ -192,30 +210,21 @@ class FaultTest : public TableTest {
 TEST_F(FaultTest, FailedSaveLeavesWhatItSays) {
   const std::string file = "%/kiv/database/hosts/7";
   const std::string renamed =
-      "E20 safe_save: failed to rename record file "
-      "from [" +
-      file + ".tmp] to [" + file + "]";
-  const auto reason = [](int error) {
-    return " (" + std::string(strerror(error)) + ")";
-  };
+      "failed to rename record file from [" + file + ".tmp] to [" + file + "]";
   const struct {
     const char* call;
     int error, pass;
-    std::string left, log;
+    std::string left, log, end{};
   } kFailures[] = {
       {"create", EMFILE, 0, "old|1| left",
-       "E8 safe_save: failed to create record file " + file + ".tmp" +
-           reason(EMFILE)},
+       "E8 safe_save: failed to create record file " + file + ".tmp"},
       {"write", ENOSPC, 0, "old|1| ",
-       "E20 safe_save: safe_write to file " + file + ".tmp failed" +
-           reason(ENOSPC)},
+       "E20 safe_save: safe_write to file " + file + ".tmp failed"},
       {"fsync", EINTR, 0, "old|1| new|2|",
-       "E20 safe_save: error during "
-       "safe_fsync of " +
-           file + ".tmp" + reason(EINTR)},
-      {"rename", EIO, 0, "(none) new|2|", renamed + reason(EIO) + "."},
+       "E20 safe_save: error during safe_fsync of " + file + ".tmp"},
+      {"rename", EIO, 0, "(none) new|2|", "E20 safe_save: " + renamed, "."},
       // of the directory
-      {"fsync", EIO, 1, "new|2| (none)", renamed + reason(EIO) + "."}};
+      {"fsync", EIO, 1, "new|2| (none)", "E20 safe_save: " + renamed, "."}};
   for (const auto& c : kFailures) {
     for (const unsigned writer : {0U, 1U}) {
       Reset();
@@ -225,7 +234,8 @@ TEST_F(FaultTest, FailedSaveLeavesWhatItSays) {
       plan = {};
       EXPECT_EQ(c.left, State());
       const std::string log = Log();  // the removal of the old record, maybe
-      EXPECT_EQ(c.log + "\nE20 Error occur when saving record!\n",
+      EXPECT_EQ(c.log + " (" + strerror(c.error) + ")" + c.end +
+                    "\nE20 Error occur when saving record!\n",
                 log.substr(log.find('E')));
     }
   }
@@ -421,111 +431,73 @@ TEST_F(FaultTest, ReadErrorsAreNeverAShorterResult) {
   EXPECT_EQ("7 ", List("kiv/database/hosts"));
 }
 
-// A process that dies leaves the old record, the whole new one, or none and the
-// whole new one in the temporary file.
-TEST_F(FaultTest, DyingAnywhereLosesNothing) {
-  for (const unsigned writer : {0U, 1U}) {
-    int calls = 0;
-    int status = -1;
-    while (status != kOk) {
-      Reset();
-      const pid_t child = fork();
-      if (child == 0) {
-        StopAt(Action::kExit, calls + 1);
-        _exit(m_operations[writer].run());
-      }
-      ASSERT_EQ(child, waitpid(child, &status, 0));
-      ++calls;
-      const std::string left = State();
-      EXPECT_TRUE(left.find("old|1| ") == 0 || left.find("new|2| ") == 0 ||
-                  left == "(none) new|2|")
-          << calls << ": " << left;
-    }
-    EXPECT_EQ("new|2| (none)", State());
-    EXPECT_LT(8, calls);
-  }
-}
-
-// A thread that is cancelled or has no memory leaves no lock and no descriptor.
-void FaultTest::StopAnywhere(Action action) {
+// Stops every operation at each of its calls, or allocations, in turn: it ends
+// as documented, and no lock and no descriptor is left.  What cannot be removed
+// stays without notice, a table may be cut or without its directory, and a
+// creation file that cannot be read has no records: these need not be as after
+// a whole run.
+void FaultTest::StopAnywhere(Action action, int error, int fails) {
   ZelSetSink(KeepLine);
+  const std::set<std::string> kForgiving = {"delete", "clear", "check", "table",
+                                            "create"};
+  const std::set<std::string> kPlain = {
+      "delete", "assign", "record text", "text", "escape", "unescape", "spec"};
+  const int own = action == Action::kCancel       ? kNoColumn
+                  : action == Action::kFailMemory ? kNoMemory
+                                                  : kOk;
   int inherited = 0;
   for (const auto& [name, run, failures] : m_operations) {
-    Reset();
-    m_table.records();  // opens the cursor, which stays open
-    const auto descriptors = OpenDescriptors();
-    int n = 0;
-    int status = kOk;
-    do {
-      SCOPED_TRACE(name + std::to_string(++n));
-      ASSERT_GT(1000, n);
-      Reset();
-      status = kNoColumn;  // the result of none
+    const auto descriptors = Start();
+    EXPECT_EQ(kOk, run()) << name;
+    const std::string done = State();
+    EXPECT_EQ(descriptors, Start());
+    bool isCancelled = false;
+    int calls = 1;
+    for (int n = 1; n <= calls; ++n) {
+      SCOPED_TRACE(name + std::to_string(n) + " " + strerror(error));
+      calls = n + 1;
+      int status = kNoColumn;  // the result of none
       std::thread([&, &operation = run] {
-        StopAt(action, n);
+        std::strcpy(kept, "");
+        StopAt(action, n, error, fails);
         status = operation();
         inherited += plan.inherited;
-        plan = {};
-        if (action == Action::kFailMemory) m_table.records();  // or hangs
+        calls = std::exchange(plan, {}).calls;
       }).join();
-      EXPECT_TRUE(status != kNoColumn || action == Action::kCancel);
-      // Without memory the creation file may seem to end before its records.
-      if (status == kOk && action == Action::kCancel && fs::exists("made")) {
-        EXPECT_EQ("h|", Get("made/kiv/database/t/1"));
+      ASSERT_GT(1000, calls);
+      if (action == Action::kFailMemory && kPlain.count(name) == 1) {
+        EXPECT_EQ(n > calls ? kOk : kNoMemory, status);
+        EXPECT_STREQ(n > calls ? "" : "18 no memory", kept);
       }
-      Reset();
-      EXPECT_EQ(kOk, m_table.Open());
-      EXPECT_EQ(1, m_table.records());
-      EXPECT_EQ(descriptors, OpenDescriptors());
-    } while (status != kOk);
-    if (action == Action::kCancel) {
-      // Three make no call that a cancellation could act in.
-      const bool acts = name != "delete" && name != "assign" && name != "spec";
-      EXPECT_EQ(acts, n > 1) << name;
+      isCancelled |= status == kNoColumn;
+      EXPECT_TRUE(status == kOk || status == own || failures.count(status) == 1)
+          << status;
+      const bool isDone = status == kOk && kForgiving.count(name) == 0;
+      const std::string left = State();
+      EXPECT_TRUE(
+          left == done ||
+          (!isDone && (left.find("old|1| ") == 0 || left.find("new|2| ") == 0 ||
+                       left == "(none) new|2|" || left == "(none) old|1|")))
+          << left;
+      EXPECT_EQ(descriptors, Start());
     }
+    if (action == Action::kCancel) {
+      // They make no call that a cancellation could act in.
+      EXPECT_EQ(kPlain.count(name) == 0, isCancelled) << name;
+    }
+    EXPECT_EQ(kOk, m_table.deleteRecord("0")) << "or hangs";
   }
   EXPECT_EQ(0, inherited) << "no descriptor outlives exec";
 }
 
-// Any call fails, once or from there on.  What cannot be removed stays without
-// notice, a table may be cut or without its directory, and a creation file that
-// cannot be read has no records: these need not be as after a whole run.
+// Any call fails, once or from there on, where the library tells a lack from
+// all else, and tries for ever what is interrupted.
 TEST_F(FaultTest, FailingAnywhereLosesNothing) {
-  ZelSetSink(KeepLine);
-  const std::set<std::string> kForgiving = {"delete", "clear", "check", "table",
-                                            "create"};
-  const auto start = [&] {
-    Reset();
-    EXPECT_EQ(kOk, m_table.Open());
-    EXPECT_EQ(1, m_table.records());  // opens the cursor, which stays open
-    return OpenDescriptors();
-  };
-  for (const auto& [name, run, failures] : m_operations) {
-    const auto descriptors = start();
-    EXPECT_EQ(kOk, run()) << name;
-    const std::string done = State();
-    for (const auto& [error, times] : kErrors) {
-      for (int n = 1, calls = n; n <= calls; ++n) {
-        SCOPED_TRACE(name + std::to_string(n) + " " + strerror(error));
-        EXPECT_EQ(descriptors, start());
-        StopAt(Action::kFail, n);
-        plan.error = error;
-        plan.fails = times;
-        const int status = run();
-        calls = std::exchange(plan, {}).calls;
-        ASSERT_GT(1000, calls);
-        EXPECT_TRUE(status == kOk || failures.count(status) == 1) << status;
-        const bool isDone = status == kOk && kForgiving.count(name) == 0;
-        const std::string left = State();
-        EXPECT_TRUE(left == done ||
-                    (!isDone &&
-                     (left.find("old|1| ") == 0 || left.find("new|2| ") == 0 ||
-                      left == "(none) new|2|" || left == "(none) old|1|")))
-            << left;
-      }
-    }
-    EXPECT_EQ(kOk, m_table.deleteRecord("0")) << "or hangs";
+  for (const int error : {EIO, ENOSPC, EACCES, EMFILE, EINTR, EDQUOT}) {
+    StopAnywhere(Action::kFail, error, 1);
   }
+  StopAnywhere(Action::kFail, EIO, INT_MAX);
+  StopAnywhere(Action::kFail, EMFILE, INT_MAX);
 }
 
 TEST_F(FaultTest, CancellingAnywhereLeavesNothingBehind) {
@@ -537,57 +509,21 @@ TEST_F(FaultTest, LackOfMemoryLeavesNothingBehind) {
 }
 
 // From Open an exception is kSchemaUnreadable; without the schema line there is
-// none, and readSchema tells no difference.
+// none.
 TEST_F(FaultTest, SchemaWithoutMemoryHasOneRule) {
   ZelSetSink(KeepLine);
-  for (const std::size_t size : {1U, 5000U}) {
-    Put("kiv/schema/hosts", "id[int]|" + std::string(size, 'n') + "[int]");
-    for (int n = 1, status = kNoMemory; status != kOk; ++n) {
-      StopAt(Action::kFailMemory, n);
-      status = m_table.Open();
-      plan = {};
-      if (status == kOk) break;
-      const bool isLine = size > 1 && n == 1;
-      EXPECT_EQ(isLine ? kNoMemory : kSchemaUnreadable, status);
-      EXPECT_STREQ(isLine ? "18 no memory"
-                          : "4 Catched runtime exception in readSchema: "
-                            "std::bad_alloc",
-                   kept);
-      StopAt(Action::kFailMemory, n);
-      EXPECT_EQ(kNoMemory, m_table.readSchema("kiv/schema/hosts"));
-      plan = {};
-      EXPECT_STREQ("18 no memory", kept);
-    }
+  Put("kiv/schema/hosts", "id[int]|" + std::string(5000, 'n') + "[int]");
+  for (int n = 1, status = kNoMemory; status != kOk; ++n) {
+    StopAt(Action::kFailMemory, n);
+    status = m_table.Open();
+    plan = {};
+    if (status == kOk) break;
+    EXPECT_EQ(n == 1 ? kNoMemory : kSchemaUnreadable, status);
+    EXPECT_STREQ(n == 1 ? "18 no memory"
+                        : "4 Catched runtime exception in readSchema: "
+                          "std::bad_alloc",
+                 kept);
   }
-}
-
-// A builder is refused, and the functions give what they say.
-TEST_F(FaultTest, TextsWithoutMemoryDoNoHarm) {
-  ZelSetSink(KeepLine);
-  const std::string value(100, 'v');
-  const CUpdateText whole = CUpdateText().Set("name", value);
-  CUpdateText copy;
-  const auto unless = [&](const std::string& text) {
-    return text == value ? "" : text.empty() ? "none" : text;
-  };
-  const std::pair<std::function<std::string()>, std::string> kTexts[] = {
-      {[&] { return CRecordText("a").Add(value).error(); }, "no memory"},
-      {[&] { return (copy = whole).error(); }, "no memory"},
-      {[&] { return unless(Escape(value)); }, "?\n?"},
-      {[&] { return unless(Unescape(value)); }, "none"}};
-  for (const auto& [run, expected] : kTexts) {
-    int n = 0;
-    for (std::string got = expected; got == expected;) {
-      std::strcpy(kept, "");
-      StopAt(Action::kFailMemory, ++n);
-      got = run();
-      plan = {};
-      EXPECT_STREQ(got.empty() ? "" : "18 no memory", kept);
-      EXPECT_TRUE(got.empty() || got == expected) << got;
-    }
-    EXPECT_LT(1, n);
-  }
-  EXPECT_STREQ(whole.c_str(), copy.c_str());
 }
 
 // The first record makes room for the values of those that follow.

@@ -3,11 +3,18 @@
 #ifndef TESTS_REPLACED_CALLS_H_
 #define TESTS_REPLACED_CALLS_H_
 
+#include <unistd.h>
+
 #include <climits>
+#include <cstdlib>
 
 namespace KivDB {
 
-enum class Action { kNone, kCancel, kExit, kFail, kFailMemory };
+// There, nothing waits for a disk.
+inline const bool kIsInMemory =
+    access("/dev/shm", W_OK) == 0 && setenv("TMPDIR", "/dev/shm", 1) == 0;
+
+enum class Action { kNone, kCancel, kFail, kFailMemory };
 
 // What the replaced calls of this thread do.
 struct Plan {
@@ -33,10 +40,12 @@ inline void Fail(const char* call, int error, int pass = 0,
   plan.fails = fails;
 }
 
-inline void StopAt(Action action, int at) {
+inline void StopAt(Action action, int at, int error = 0, int fails = INT_MAX) {
   plan = Plan();
   plan.action = action;
   plan.at = at;
+  plan.error = error;
+  plan.fails = fails;
 }
 
 }  // namespace KivDB

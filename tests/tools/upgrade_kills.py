@@ -2,10 +2,8 @@
 """Kills upgrades and migrations before each call: upgrade_kills.py KIVDB PRELOAD
 
 PRELOAD sets the variable that loads the library of stop_at.cc.  What the owner has
-must be whole, and the next run must end as if nothing had happened; so, too, after
-the disk was full.
+must be whole, and the next run must end as if nothing had happened.
 """
-import itertools
 import os
 import shutil
 import sys
@@ -13,7 +11,7 @@ from concurrent.futures import ThreadPoolExecutor
 from contextlib import contextmanager
 from tempfile import TemporaryDirectory
 
-from common import (Unable, call, ini, kill_everywhere, need, read_end, read_file,
+from common import (call, ini, kill_everywhere, need, read_end, read_file,
                     read_table, run, run_each, run_to_call, write_file)
 
 KIVDB, PRELOAD = os.path.abspath(sys.argv[1]), dict([sys.argv[2].split("=", 1)])
@@ -169,50 +167,12 @@ def check_order(words, number=-1, dirt=()):
         return first
 
 
-def check_full(words):
-    """With ever more room for files, then for bytes, until it is enough."""
-    with TemporaryDirectory() as work:
-        start, end, disk = work + "/start", work + "/end", work + "/disk"
-        prepare(start, words)
-        copy(start, end)
-        finish(end, words)
-        os.mkdir(disk)
-        for limit in "nr_inodes=%d", "nr_blocks=%d":
-            failures, status = 0, 2
-            for room in itertools.count(10):
-                option = limit % room
-                if call(["mount", "-t", "tmpfs", "-o", option, "tmpfs", disk])[0]:
-                    raise Unable("a disk of its own")
-                try:
-                    copy(start, disk)
-                    status, _, errors = call(complete(disk, words), cwd=disk)
-                    if status < 2:
-                        break
-                    assert b"No space left" in errors, (option, errors)
-                    verify_tables(disk, start, end)
-                    run(["mount", "-o", "remount,nr_blocks=500,nr_inodes=500", disk])
-                    finish(disk, words)
-                    assert read_whole(disk) == read_whole(end), (option, errors)
-                    failures += 1
-                except OSError:
-                    assert status == 2 and failures == 0  # not yet room to begin with
-                finally:
-                    run(["umount", disk])
-            assert failures > 0, option
-
-
 def order(_):
     need("/proc/self/fd")
     for words in [UPGRADE, *MIGRATIONS]:
         first = check_order(words)
         if first:
             check_order(words, first, ["kiv/migrate/t", "kiv/database"])
-
-
-def full_disks(_):
-    need(shutil.which("mount") or "mount")
-    for words in [UPGRADE, *MIGRATIONS]:
-        check_full(words)
 
 
 def kills(_):
@@ -222,4 +182,4 @@ def kills(_):
 
 
 if __name__ == "__main__":
-    run_each(order, full_disks, kills)
+    run_each(order, kills)

@@ -16,11 +16,10 @@ import shlex
 import shutil
 import signal
 import sys
-import threading
 import time
 from collections import Counter
 from concurrent.futures import ThreadPoolExecutor
-from contextlib import ExitStack, contextmanager
+from contextlib import ExitStack, contextmanager, suppress
 from tempfile import NamedTemporaryFile, TemporaryDirectory
 
 PARSER = argparse.ArgumentParser()
@@ -35,7 +34,7 @@ import kills  # noqa: E402
 import upgrade_kills  # noqa: E402
 from common import call, make_table, read_end, run_to_call, write_file  # noqa: E402
 
-HAND, STOP = [os.path.abspath(OPTIONS.hand), "."], threading.Event()
+HAND = [os.path.abspath(OPTIONS.hand), "."]
 ERRORS = ["EIO", "ENOSPC", "EACCES", "EMFILE", "EINTR", "EDQUOT"]
 # What a broken disk fails from there on, on any machine.
 FILE_CALLS = ("open openat read pread64 write pwrite64 fsync rename renameat renameat2 "
@@ -44,14 +43,12 @@ FILE_CALLS = ("open openat read pread64 write pwrite64 fsync rename renameat ren
               "linkat symlinkat readlink lseek utimensat").split()
 # They do not come back, or the C library relies on it that they never fail.
 NEVER_FAIL = {"brk", "exit_group", "futex", "rt_sigreturn"}
-RECORDS, NEW = kills.RECORDS, kills.NEW
-ALL_GONE = {name: [text, None] for name, text in RECORDS.items()}
+RECORDS, NEW, ALL_GONE = kills.RECORDS, kills.NEW, kills.ALL_GONE
 OPEN, CHANGING = {0, 3, 4, 5, 18}, {0, 1, 3, 4, 7, 11, 13, 14, 16, 18, 20}
 # Words, what a record may be then if it is not as before, the documented results
 # besides those of opening a table.
 OPERATIONS = [
     (["add", "hosts", "new,9"], {"4": [None, NEW]}, {20}),
-    (["put", "hosts", "2,new,9"], {"2": [RECORDS["2"], NEW]}, {20}),
     (["put", "hosts", "7,new,9"], {"7": [None, NEW]}, {20}),
     (["update", "hosts", "2", "port=9"], {"2": [RECORDS["2"], b"beta|9|"]}, {7, 8, 20}),
     (["delete", "hosts", "2"], {"2": [RECORDS["2"], None]}, {20}),
@@ -76,13 +73,10 @@ class Case:
         self.prepare, self.words, self.verify = case
         self.statuses, self.forgives = statuses, forgives
         self.name = " ".join(self.words[1:])
-        with self.root() as root:
-            try:
-                self.verify(root, None)
-            except (AssertionError, OSError):
-                self.measure()
-                return
-        raise AssertionError(self.name + ": nothing was done, and nothing is missed")
+        with self.root() as root, suppress(AssertionError, OSError):
+            self.verify(root, None)
+            raise RuntimeError(self.name + ": nothing was done, and nothing is missed")
+        self.measure()
 
     @contextmanager
     def root(self):
@@ -178,29 +172,13 @@ def operation(words, outcomes):
             make_table(root, "t")
 
     def read(root):
-        """What stands behind the last column does not count."""
+        """Not what is behind the last column, nor what is left without schemas."""
+        tree = read_end(root) if os.path.isdir(root + "/kiv/schema") else {}
         return {path: text.split(b"\n")[0].rpartition(b"]")[0]
-                if text and "/schema/" in path else text
-                for path, text in read_end(root).items()}
+                if text and "/schema/" in path else text for path, text in tree.items()}
 
-    def verify(root, number):
-        is_there = os.path.isdir(root + "/kiv/database/hosts")
-        if is_there or words[0] not in ("create", "drop"):
-            kills.verify_records(root, outcomes)
-        if number is not None:
-            if words[0] == "drop" and not os.path.isdir(root + "/kiv/schema"):
-                shutil.rmtree(root + "/kiv", ignore_errors=True)
-            kills.age(root)
-            call([kills.KIVDB, "check", "--repair", "--restore"], cwd=root)
-            again = read(root) != end and call([*HAND, *words], cwd=root)
-            assert not again or again[0] == 0, ("again", again)
-        assert read(root) == end, (read(root), end)
-
-    with TemporaryDirectory() as root:
-        prepare(root)
-        assert call([*HAND, *words], cwd=root)[0] == 0
-        end = read(root)
-    return prepare, [*HAND, *words], verify
+    again = [*HAND, *words]
+    return kills.changing(prepare, again, outcomes, [kills.REPAIR, again], read)
 
 
 def prepare_away(start, root):
@@ -237,7 +215,7 @@ def run_row(what, cases, points, until):
     todo = [p for turn in itertools.zip_longest(*turns) for p in turn if p]
 
     def attempt(number):
-        if STOP.is_set() or number >= len(cases) and time.monotonic() > until:
+        if number >= len(cases) and time.monotonic() > until:
             return None
         case, how = todo[number]
         fault = case.run(how, number)
@@ -247,11 +225,7 @@ def run_row(what, cases, points, until):
         return bool(fault)
 
     with ThreadPoolExecutor(os.cpu_count()) as pool:
-        try:
-            tried = [f for f in pool.map(attempt, range(len(todo))) if f is not None]
-        except BaseException:
-            STOP.set()
-            raise
+        tried = [f for f in pool.map(attempt, range(len(todo))) if f is not None]
     note = f"a sample of {len(todo)}" if len(tried) < len(todo) else ""
     print(what, len(tried), sum(tried), note, sep="\t", flush=True)
     return sum(tried)
