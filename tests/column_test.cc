@@ -4,21 +4,6 @@
 
 namespace KivDB {
 
-TEST(Column, TakesNameAndTypeFromASpec) {
-  const Case kSpecs[] = {
-      {"port[int]", kOk, "port"},    {"size[bigint]xyz", kOk, "size"},
-      {"note[varchar", kOk, "note"}, {"a]b[int][x]", kOk, "a]b"},
-      {" a [int]", kOk, " a "},      {"a[ int]", kUnknownType, "a"},
-      {"a[INT]", kUnknownType, "a"}, {"a[int4]", kUnknownType, "a"},
-      {"a[in]", kUnknownType, "a"},  {"plain", kNoType, "old"}};
-  for (const Case& c : kSpecs) {
-    CColumn column("old");
-    EXPECT_EQ(kNoType, column.SetInfo(nullptr));
-    EXPECT_EQ(c.status, column.SetInfo(c.in.c_str())) << c.in;
-    EXPECT_EQ(c.out, column.name());
-  }
-}
-
 TEST(Column, ReadsValuesAsIntegers) {
   const std::tuple<const char*, int, int, long> kValues[] = {
       {"", kOk, 0, 0},
@@ -65,6 +50,7 @@ TEST(Column, KeepsItsOwnCopyOfAValue) {
     EXPECT_EQ(value, CColumn(column).data());
   }
   EXPECT_FALSE(column.isPrimaryKey());
+  EXPECT_EQ(kNoType, column.SetInfo(nullptr));
 }
 
 TEST(Utils, RemoveBlanks) {

@@ -36,19 +36,18 @@ TEST_F(CreateTest, MakesTablesAndTheirFirstRecords) {
   }
   EXPECT_EQ("700 700 700 666 775 640 ", modes);
   EXPECT_EQ(nullptr, m_database.GetTable("hosts")) << "created on disk only";
-  EXPECT_EQ(kOk, Create("[first]\n[t]\nschema = id[int]|x[int]\n"
-                        "rec_1 = 1,{{$kivid}}{{$kivhost}}\n",
-                        0, "h"));
-  EXPECT_EQ("1h|", Get("kiv/database/t/1"));
-  EXPECT_EQ(kOk, Create("[first]\n[t]\nschema = id[int]|x[int]\n"
-                        "rec_1 = 1,{{$kivhost}}\n",
-                        0, "{{$kivid}}{{$kivversion}}"));
-  EXPECT_EQ("{{$kivid}}1.0|", Get("kiv/database/t/1")) << "one after another";
   const std::string host(1023, 'h');
-  EXPECT_EQ(kOk, Create("[first]\n[t]\nschema = id[int]|x[int]\n"
-                        "rec_1 = 1,{{$kivhost}}\n",
-                        0, (host + "cut").c_str()));
-  EXPECT_EQ(host + "|", Get("kiv/database/t/1"));
+  const std::pair<std::string, std::string> kHosts[] = {
+      // with the record; the values are put in one after another
+      {"h", "1h|"},
+      {"{{$kivid}}{{$kivversion}}", "1{{$kivid}}1.0|"},
+      {host + "cut", "1" + host + "|"}};
+  for (const auto& [given, record] : kHosts) {
+    EXPECT_EQ(kOk, Create("[first]\n[t]\nschema = id[int]|x[int]\n"
+                          "rec_1 = 1,{{$kivid}}{{$kivhost}}\n",
+                          0, given.c_str()));
+    EXPECT_EQ(record, Get("kiv/database/t/1"));
+  }
 }
 
 TEST_F(CreateTest, StopsAtTheFirstBadSectionAndKeepsTheTablesBefore) {

@@ -50,7 +50,6 @@ TEST_F(TableTest, GivesTheValuesOfARow) {
       // whether it is a signed and an unsigned char, and a long
       {"0", 1, 1, 1},
       {"-0", 1, 0, 1},
-      {"127", 1, 1, 1},
       {"128", 0, 1, 1},
       {"-128", 1, 0, 1},
       {"-129", 0, 0, 1},
@@ -65,7 +64,6 @@ TEST_F(TableTest, GivesTheValuesOfARow) {
       {"\\x201", 0, 0, 0},
       {"1\\x20", 0, 0, 0},
       {"-", 0, 0, 0},
-      {"0x1", 0, 0, 0},
       {"1.0", 0, 0, 0}};
   for (const auto& [text, isSmall, isByte, isLong] : kNumbers) {
     Put("7", "x|" + text + "|");

@@ -12,12 +12,8 @@ TEST_F(TableTest, ChangesWhatTheTextNamesAndNothingElse) {
   using S = std::string;
   const std::tuple<S, S, int, S, S> kUpdates[] = {
       {one, " na me = beta ", kOk, "beta|1|", "7|beta|1|"},
-      {one, "name=a=b,size=2", kOk, "a=b|2|", "7|a=b|2|"},
-      {one, "name", kOk, "|1|", "7||1|"},
-      {one, "name=x,name=,", kOk, "|1|", "7||1|"},
       {one, "", kOk, "alpha|1|", "7|alpha|1|"},
       {one, "id=9", kOk, "alpha|1|", "9|alpha|1|"},
-      {"alpha|1", "size=2", kOk, "alpha|2|", "7|alpha|2|"},
       {"a\\x7c\\q|1|", "size=2", kOk, "a\\x7c\\q|2|", "7|a|\\q|2|"},
       {one, "name=c\\x7cd", kOk, "c\\x7cd|1|", "7|c\\x7cd|1|"},
       {big + "|\\x31|", "size=2", kOk, big + "|2|", "7|" + cut + "|2|"},

@@ -1,6 +1,5 @@
 #!/usr/bin/env python3
 """Backups and what restoring makes of them: backups.py KIVDB RUNS"""
-import fcntl
 import io
 import multiprocessing
 import os
@@ -14,8 +13,8 @@ import tempfile
 import threading
 import time
 
-from common import (call, make_table, need, read_file, run, run_each, wait_until,
-                    write_file)
+from common import (call, entries, locked, make_table, need, read_file, run, run_each,
+                    save, tree_of, wait_until, write_file)
 
 KIVDB, RUNS = os.path.abspath(sys.argv[1]), int(sys.argv[2])
 ODD = [b"\xc3\xa9", b"e\xcc\x81", b"\xff", b"a\nb", b"back\\slash", b"n" * 200, b"7.tmp"]
@@ -23,19 +22,15 @@ ODD = [b"\xc3\xa9", b"e\xcc\x81", b"\xff", b"a\nb", b"back\\slash", b"n" * 200, 
 SMALL = ["sh", "-c", 'trap "" XFSZ; ulimit -f 16; exec "$@"', "sh"]
 
 
-def tree(root, with_times=False):
-    """What is below kiv by path: type, mode, content, and all times if wanted."""
-    entries = {}
-    for path, directories, names in os.walk(os.fsencode(root) + b"/kiv"):
-        for entry in [path, *(os.path.join(path, name) for name in names)]:
-            status = os.lstat(entry)
-            is_file = stat.S_ISREG(status.st_mode)
-            content = len(names) if not is_file else b"" if with_times else read_file(entry)
-            entries[os.path.relpath(entry, os.fsencode(root))] = (
-                status.st_mode, int(status.st_mtime) if is_file else 0, content,
-                (status.st_atime_ns, status.st_mtime_ns, status.st_ctime_ns)
-                if with_times else None)
-    return entries
+def tree(root):
+    """What is below kiv by path: type and mode, the time of a file, its content."""
+    found = {}
+    for entry in entries(root + "/kiv"):
+        status = os.lstat(entry)
+        is_file = stat.S_ISREG(status.st_mode)
+        kept = (int(status.st_mtime), read_file(entry)) if is_file else None
+        found[os.path.relpath(entry, root)] = status.st_mode, kept
+    return found
 
 
 def make_database(root):
@@ -54,10 +49,10 @@ def make_database(root):
 def round_trip(scratch):
     old, file, gnu = (scratch + "/" + name for name in ("old", "file.tar", "gnu.tar"))
     make_database(old)
-    before, times = tree(old), tree(old, True)
+    before, times = tree(old), tree_of(old, True)
     write_file(file, b"older")
     run([KIVDB, "-r", old, "backup", file])
-    assert tree(old, True) == times
+    assert tree_of(old, True) == times
     assert stat.S_IMODE(os.stat(file).st_mode) == 0o600
     assert run([KIVDB, "-r", old, "backup", "-"])[0] == read_file(file)
     os.makedirs(scratch + "/untarred")
@@ -76,15 +71,15 @@ def round_trip(scratch):
             words, status = [KIVDB, "-r", new, "restore", name], int(kiv == "more")
             notes = run(words, status, stdin=stdin)[1]
         assert (b"kiv/removed: left out" in notes) == (name == gnu), notes
-        after = {path: entry for path, entry in tree(new).items() if b"/removed" not in path}
-        assert after == before if not status else list(after) == [b"kiv", b"kiv/more"], after
+        after = {path: x for path, x in tree(new).items() if "/removed" not in path}
+        assert after == before if not status else [*after] == ["kiv", "kiv/more"], after
         assert b"already" in run(words, 1)[1] and not run([*words, "-q"], 1)[1]
 
 
 def refused(scratch, archive, reason=b"", status=2):
     """Nothing is made, neither there nor elsewhere."""
     new, before = scratch + "/none/new", os.listdir(scratch)
-    errors = run([KIVDB, "-r", new, "restore", "-"], status, input=archive, stdin=None)[1]
+    errors = run([KIVDB, "-r", new, "restore", "-"], status, input=archive)[1]
     assert reason in errors and errors.count(b"\n") == 1, (reason, errors)
     assert os.listdir(scratch) == before, (reason, os.listdir(scratch))
 
@@ -95,9 +90,9 @@ def cuts(scratch):
     for size in {*range(0, len(whole), 512), *range(1, len(whole), 511), len(whole) - 1}:
         refused(scratch, whole[:size], b"tar archive")
     refused(scratch, whole + b"x", b"more behind")
-    padded = run([KIVDB, "-r", scratch + "/p", "restore", "-"], stdin=None,
-                 input=whole + bytes(5000))
-    assert padded == (b"", b"") and tree(scratch + "/p") == tree(scratch), padded
+    new = scratch + "/p"
+    padded = run([KIVDB, "-r", new, "restore", "-"], input=whole + bytes(5000))
+    assert padded == (b"", b"") and tree(new) == tree(scratch), padded
 
 
 # The name, type, size, and what is said of it.
@@ -151,15 +146,13 @@ def kept(scratch):
     for words in ["backup", "kiv"], ["backup", "kiv/schema/x"], ["backup", "/dev/null"]:
         run([KIVDB, *words], 2, cwd=scratch)
     assert is_kept()
-    lock = os.open(hosts, os.O_RDONLY)
-    fcntl.flock(lock, fcntl.LOCK_EX)
-    errors = run([KIVDB, "backup", file, "--wait", "0"], 2, cwd=scratch)[1]
-    assert b"hosts: cannot lock" in errors and is_kept(), errors
-    waiting = subprocess.Popen([KIVDB, "backup", file, "--wait", "99"], cwd=scratch)
-    wait_until(lambda: len(os.listdir(scratch)) > len(before))
-    waiting.send_signal(signal.SIGTERM)
-    assert waiting.wait(50) == -signal.SIGTERM and is_kept()
-    os.close(lock)
+    with locked(hosts):
+        errors = run([KIVDB, "backup", file, "--wait", "0"], 2, cwd=scratch)[1]
+        assert b"hosts: cannot lock" in errors and is_kept(), errors
+        waiting = subprocess.Popen([KIVDB, "backup", file, "--wait", "99"], cwd=scratch)
+        wait_until(lambda: len(os.listdir(scratch)) > len(before))
+        waiting.send_signal(signal.SIGTERM)
+        assert waiting.wait(50) == -signal.SIGTERM and is_kept()
     need("/dev/pts/ptmx")
     for words in ["backup", "-"], ["-r", "none", "restore", "-"]:
         master, slave = pty.openpty()
@@ -179,15 +172,10 @@ def kept(scratch):
 
 def change_pairs(directory):
     """Both records always hold the same number, for whoever takes the lock."""
-    lock = os.open(directory, os.O_RDONLY)
     for number in range(1 << 30):
-        fcntl.flock(lock, fcntl.LOCK_EX)
-        for name in "1", "2":
-            path = os.path.join(directory, name)
-            write_file(path + ".tmp", b"n|%d|" % number)
-            os.unlink(path)
-            os.rename(path + ".tmp", path)
-        fcntl.flock(lock, fcntl.LOCK_UN)
+        with locked(directory):
+            for name in "1", "2":
+                save(directory, name, b"n|%d|" % number)
         time.sleep(0.001)
 
 

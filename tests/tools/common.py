@@ -1,4 +1,6 @@
 """What the tests of the tool have in common."""
+import contextlib
+import fcntl
 import os
 import re
 import signal
@@ -56,6 +58,14 @@ def make_table(root, table, records=None, schema=SCHEMA):
     return os.fsdecode(directory)
 
 
+def make_big_table(root, table, count):
+    """With so many links to one record."""
+    directory = make_table(root, table, {0: b"a|1|"})
+    for i in range(1, count):
+        os.link(directory + "/0", f"{directory}/{i}")
+    return directory
+
+
 def ini(text):
     """A creation file; in text a table a line: NAME COLUMN ...: RECORD; ..."""
     parts = ["[first]"]
@@ -74,24 +84,53 @@ def read_table(directory):
             for name in os.listdir(directory)}
 
 
+def entries(root):
+    """All directories, as PATH/., and what else is in them."""
+    for path, _, names in os.walk(root):
+        yield from (os.path.join(path, name) for name in [".", *names])
+
+
 def tree_of(root, has_access):
     """All that looking must leave, with the times of access where it can."""
-    tree = {}
-    for path, _, names in os.walk(root):
-        for name in [".", *names]:
-            s = os.lstat(entry := os.path.join(path, name))
-            tree[entry] = (s.st_ino, s.st_mode, s.st_size, s.st_mtime_ns, s.st_ctime_ns,
-                           has_access and s.st_atime_ns)
-    return tree
+    return {entry: (s.st_ino, s.st_mode, s.st_size, s.st_mtime_ns, s.st_ctime_ns,
+                    has_access and s.st_atime_ns)
+            for entry in entries(root) for s in [os.lstat(entry)]}
+
+
+@contextlib.contextmanager
+def locked(directory):
+    lock = os.open(directory, os.O_RDONLY)
+    fcntl.flock(lock, fcntl.LOCK_EX)
+    try:
+        yield
+    finally:
+        os.close(lock)
+
+
+def save(directory, name, line):
+    """The steps of the library, without the lock and without forcing to disk."""
+    path = f"{directory}/{name}"
+    write_file(path + ".tmp", line)
+    if is_there := os.path.exists(path):
+        os.unlink(path)
+    os.rename(path + ".tmp", path)
+    return "~" if is_there else "+"
+
+
+def call(words, **options):
+    """Runs to the end; gives (status, standard output, standard error)."""
+    if "input" not in options:
+        options.setdefault("stdin", subprocess.DEVNULL)
+    options = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE} | options
+    done = subprocess.run(words, timeout=50, **options)
+    return done.returncode, done.stdout, done.stderr
 
 
 def run(words, status=0, **options):
-    """Runs to the end; gives what it wrote: (standard output, standard error)."""
-    options.setdefault("stdin", subprocess.DEVNULL)
-    done = subprocess.run(words, stdout=options.pop("stdout", subprocess.PIPE),
-                          stderr=subprocess.PIPE, timeout=50, **options)
-    assert done.returncode == status, (words, done, status)
-    return done.stdout, done.stderr
+    """As call, with that status: gives (standard output, standard error)."""
+    done = call(words, **options)
+    assert done[0] == status, (words, done, status)
+    return done[1:]
 
 
 def wait_until(what, seconds=30):
@@ -99,12 +138,6 @@ def wait_until(what, seconds=30):
     while not what():
         assert time.monotonic() < end, "waited for too long"
         time.sleep(0.0002)
-
-
-def call(words, **options):
-    """As run, with whatever status: gives (status, standard output and error)."""
-    done = subprocess.run(words, capture_output=True, timeout=50, **options)
-    return done.returncode, done.stdout, done.stderr
 
 
 def read_value(stored):
@@ -138,8 +171,8 @@ def read_end(root):
 
 def run_to_call(words, preload, number, root):
     """Killed before the call of that number, if it makes so many."""
-    return call(words, cwd=root, stdin=subprocess.DEVNULL,
-                env=os.environ | preload | {"KIVDB_STOP_AT": str(number)})
+    env = os.environ | preload | {"KIVDB_STOP_AT": str(number)}
+    return call(words, cwd=root, env=env)
 
 
 def kill_everywhere(preload, prepare, words, verify):

@@ -88,6 +88,8 @@ def after(case, found):
 
 
 def make_entry(path, kind, is_young, number):
+    if kind == ABSENT:
+        return
     if kind == DIRECTORY:
         os.mkdir(path)
         write_file(path + "/below", b"below|1|")
@@ -103,15 +105,6 @@ def make_entry(path, kind, is_young, number):
         os.utime(path, (old, old), follow_symlinks=False)
 
 
-def make_records(directory, cases):
-    for number, case in enumerate(cases):
-        entries = ((case.record, False), *case.leftovers)
-        for i, (kind, is_young) in enumerate(entries):
-            if kind != ABSENT:
-                path = f"{directory}/{number}" + ".tmp" * i
-                make_entry(path, kind, is_young, number)
-
-
 def read_tree(root):
     """Everything by its inode: path, kind, content."""
     tree = {}
@@ -120,8 +113,7 @@ def read_tree(root):
             entry = os.path.join(path, name)
             status = os.lstat(entry)
             content = read_file(entry) if stat.S_ISREG(status.st_mode) else b""
-            path_below = os.path.relpath(entry, root)
-            tree[status.st_ino] = (path_below, status.st_mode, content)
+            tree[status.st_ino] = os.path.relpath(entry, root), status.st_mode, content
     return tree
 
 
@@ -174,7 +166,9 @@ def try_mode(mode, cases, is_linked=False):
         if is_linked:
             os.rename(directory, root + "/real")
             os.symlink(root + "/real", directory)
-        make_records(directory, cases)
+        for number, case in enumerate(cases):
+            for i, entry in enumerate([(case.record, False), *case.leftovers]):
+                make_entry(f"{directory}/{number}" + ".tmp" * i, *entry, number)
         before = read_tree(root)
         wanted = [judge(case, mode, is_linked) for case in cases]
         if mode != "check":
@@ -183,10 +177,8 @@ def try_mode(mode, cases, is_linked=False):
             rows = check(root, MODES[mode] + ["--dry-run"], cases, dry)
             compare_repairs(wanted, rows, False)
             assert read_tree(root) == before
-        moves = {}
         rows = check(root, MODES[mode], cases, wanted)
-        if mode != "check":
-            moves = compare_repairs(wanted, rows, True)
+        moves = compare_repairs(wanted, rows, True) if mode != "check" else {}
         now = read_tree(root)
         for inode, (path, *rest) in before.items():
             expected = (follow(path, moves), *rest)
@@ -215,8 +207,7 @@ def main():
                                 if is_left == has_rest(judge(case, mode))]))
         jobs.append((mode, random.sample(cases, 100), True))
     with ThreadPoolExecutor(len(jobs)) as pool:
-        for done in [pool.submit(try_mode, *job) for job in jobs]:
-            done.result()
+        list(pool.map(lambda job: try_mode(*job), jobs))
     print(f"{len(cases)} states, {len(MODES)} modes")
 
 

@@ -12,7 +12,8 @@ import sys
 import termios
 import time
 
-from common import make_table, need, read_table, run, run_each, write_file
+from common import (make_big_table, make_table, need, read_table, run, run_each,
+                    write_file)
 
 KIVDB = os.path.abspath(sys.argv[1])
 OLD = (978307200, 978307200)
@@ -173,24 +174,17 @@ def edit(root):
 def progress(root):
     """A run that is held up tells how far it is, where that is wanted."""
     count = 10000
-    directory = make_table(root, "big", {"a": b"a|1|"})
-    for i in range(count):
-        os.link(directory + "/a", f"{directory}/{i}")
-    os.unlink(directory + "/a")
-    write_file(directory + "/1x", b"")
+    write_file(make_big_table(root, "big", count) + "/1x", b"")
     write_file(root + "/in.csv", b"name\n" + b"n\n" * count)
     make_table(root, "new")
-
     need("/proc/self/fd")
 
     def is_at_work(pid, words):
         if "import" in words:
             return bool(os.listdir(root + "/kiv/database/new"))
+        fds = f"/proc/{pid}/fd/"
         with contextlib.suppress(FileNotFoundError):
-            for name in os.listdir(f"/proc/{pid}/fd"):
-                with contextlib.suppress(FileNotFoundError):
-                    if "/big/" in os.readlink(f"/proc/{pid}/fd/{name}"):
-                        return True
+            return any("/big/" in os.readlink(fds + name) for name in os.listdir(fds))
         return False
 
     def start_and_stop(words, env):
