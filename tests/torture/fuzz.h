@@ -12,7 +12,8 @@ namespace KivDB {
 
 // Each takes any input in a folder of its own, and ends the process where a
 // promise is broken.
-using FuzzTargets = std::map<std::string, void (*)(const std::string& input)>;
+using FuzzTarget = void (*)(const std::string& input);
+using FuzzTargets = std::map<std::string, FuzzTarget>;
 FuzzTargets ToolTargets();
 
 inline std::string ToZero(const std::string& text) {

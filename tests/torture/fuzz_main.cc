@@ -5,55 +5,45 @@
 
 #include "../test_util.h"
 
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data,
                                       std::size_t size);
 
 namespace {
 
-constexpr char kTokens[] =
-    ", = | \n \\x7c \\n [int] (int) id a \" rec_1= {{$kivid}} .tmp -1 \0 "
-    "4294967296";
-
 std::string Mutate(const std::vector<std::string>& corpus,
                    std::mt19937& random) {
   const auto below = [&](std::size_t end) { return random() % (end + 1); };
-  const auto pieceOf = [&](const std::string& text) {
-    return text.substr(below(text.size()), below(12));
-  };
-  std::string text = corpus[below(corpus.size() - 1)];
+  const auto any = [&] { return corpus[below(corpus.size() - 1)]; };
+  std::string text = any();
   for (std::size_t n = 1 + below(4); n > 0; --n) {
-    const std::string pieces[] = {pieceOf({kTokens, sizeof(kTokens)}),
-                                  std::string(below(2046), 'x'),
-                                  pieceOf(corpus[below(corpus.size() - 1)]),
-                                  std::string(1, static_cast<char>(random()))};
-    text.replace(below(text.size()), below(9), pieces[below(3)]);
+    std::string piece = any();
+    piece = piece.substr(below(piece.size()), 1 << below(11));
+    if (below(3) == 0) piece = static_cast<char>(random());
+    text.replace(below(text.size()), below(9), piece);
   }
   return text;
-}
-
-void Run(const std::string& text) {
-  KivDB::Put("crash-input", text);
-  alarm(30);  // ends what hangs
-  LLVMFuzzerTestOneInput(reinterpret_cast<const unsigned char*>(text.data()),
-                         text.size());
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  LLVMFuzzerInitialize(&argc, &argv);
-  const auto numberOf = [](const char* option) {
-    return std::strtoul(std::strchr(option, '=') + 1, nullptr, 10);
-  };
-  std::vector<std::string> corpus;
+  std::vector<std::string> corpus{
+      std::string(2046, 'x'), std::string(1, '\0'),
+      ", = | \n \\x7c \\n [int] (int) id a \" rec_1= {{$kivid}} .tmp -1 "
+      "4294967296"};
   for (const auto& entry : fs::directory_iterator(argv[argc - 1])) {
     corpus.push_back(KivDB::Get(entry.path()));
   }
-  for (const std::string& text : corpus) Run(text);
-  std::mt19937 random(numberOf(argv[1]));
-  const auto end =
-      static_cast<std::time_t>(numberOf(argv[2])) + std::time(nullptr);
-  while (std::time(nullptr) < end) Run(Mutate(corpus, random));
+  std::mt19937 random(std::strtoul(argv[1] + strlen("-seed="), nullptr, 10));
+  const auto end = std::time(nullptr) +
+                   std::strtol(std::strchr(argv[2], '=') + 1, nullptr, 10);
+  for (std::size_t i = 0; i < corpus.size() || std::time(nullptr) < end; ++i) {
+    const std::string text =
+        i < corpus.size() ? corpus[i] : Mutate(corpus, random);
+    KivDB::Put("crash-input", text);
+    alarm(30);  // ends what hangs
+    LLVMFuzzerTestOneInput(reinterpret_cast<const unsigned char*>(text.data()),
+                           text.size());
+  }
   fs::remove("crash-input");
 }
