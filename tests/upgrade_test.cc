@@ -195,4 +195,16 @@ TEST_F(UpgradeTest, LackOfMemoryIsMendedByTheNextRun) {
   StopAnywhere(Action::kFailMemory, 0, INT_MAX);
 }
 
+// It goes on to its end, and leaves no lock.
+TEST_F(UpgradeTest, CancellationWaits) {
+  std::thread([this] {
+    StopAt(Action::kCancel, 5);
+    EXPECT_EQ(kOk, Run());
+    plan = {};
+  }).join();
+  SetLockWait(0);
+  EXPECT_EQ(kOk, FinishMigrations("."));
+  SetLockWait(15000);
+}
+
 }  // namespace KivDB

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Random creation files: creation.py KIVDB CREATE_ONE COUNT SEED
+"""Random creation files: creation.py KIVDB HAND COUNT SEED
 
 What create makes of a file is what the model below makes of it, and the library
-by itself, which is CREATE_ONE; what create refuses leaves nothing.
+by itself, through HAND; what create refuses leaves nothing.
 """
 import os
 import random
@@ -139,7 +139,7 @@ def require_tree(tree, tables):
     assert lines == wanted, (lines, wanted)
 
 
-def check(kivdb, create_one, work, text, number, host):
+def check(kivdb, hand, work, text, number, host):
     file, root, other = work + b"/new.ini", work + b"/a", work + b"/b"
     write_file(file, text)
     create = [kivdb, b"-r", root, b"create", file]
@@ -163,7 +163,7 @@ def check(kivdb, create_one, work, text, number, host):
     assert os.listdir(root) == [b"kiv"], os.listdir(root)
     tree = read_tree(root)
     require_tree(tree, tables)
-    run([create_one, other, file, words[0], words[1]])
+    run([hand, other, "create", file, words[0], words[1]])
     assert read_tree(other) == tree, (read_tree(other), tree)
     run([kivdb, b"-r", root, b"diff", root + b"/kiv/base.ini"])
     if words == choose(sections, None, None):
@@ -241,7 +241,7 @@ PLAIN = b"[f]\n[t]\nschema = id[int]|x[int]\nrec_1 = 1, {{$kivid}}\n"
 
 
 def main():
-    kivdb, create_one = os.path.abspath(sys.argv[1]), os.path.abspath(sys.argv[2])
+    kivdb, hand = os.path.abspath(sys.argv[1]), os.path.abspath(sys.argv[2])
     random.seed(int(sys.argv[4]))
     whole = [b"", b"\n", MARK, b"a = b", MARK + b"[f]", b"\n" + MARK + b"[f]", b"[f]",
              *(b"[f]\nkivid = " + text for text in (b"007", b"x", b"", b"2147483648")),
@@ -254,7 +254,7 @@ def main():
     def try_one(case):
         with tempfile.TemporaryDirectory() as work:
             try:
-                return check(kivdb, create_one, os.fsencode(work), *case)
+                return check(kivdb, hand, os.fsencode(work), *case)
             except Exception as error:
                 raise AssertionError(f"of the file {case}") from error
 

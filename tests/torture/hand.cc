@@ -9,134 +9,122 @@
 
 #include <kivdb/kivdb.h>
 
-#include <cstdio>
-#include <functional>
+#include <algorithm>
 #include <iostream>
-#include <map>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace KivDB {
 namespace {
 
-using Words = std::vector<std::string>;
+// The word of the operation, then its arguments; what is not given is empty.
+using Words = const char* const*;
 
-std::string root;
+const char* root;
 
 // Another process may have changed the tables since the last operation.
 struct COpened : CKivDatabase {
-  COpened() : status(open(root.c_str())) {}
+  COpened() : status(open(root)) {}
   int status;
 };
 
-int InTable(const std::string& name,
-            const std::function<int(CTable& table)>& run) {
-  CTable table(root.c_str(), name.c_str());
-  const int status = table.Open();
-  return status == kOk ? run(table) : status;
+std::string id;  // that an operation gave
+
+int Add(CTable& table, Words words) {
+  int added = 0;
+  const int status = table.addRecord(words[2], &added, 0);
+  id = " " + std::to_string(added);
+  return status;
 }
 
-std::string Add(const Words& words) {
-  int id = 0;
-  const int status = InTable(words[1], [&](CTable& table) {
-    return table.addRecord(words[2].c_str(), &id, 0);
-  });
-  return std::to_string(status) + " " + std::to_string(id);
+int List(CTable& table, Words words) {
+  CListing listing(table);
+  for (const CRow& row : listing) static_cast<void>(row.values());
+  std::vector<CColumn*> columns;
+  table.GetRecord(words[2], columns);
+  table.records();
+  return listing.status();
 }
 
-int RunUpgrade(const char* shipped, const char* base) {
+int Create(Words words) {
+  const char* host = *words[3] != '\0' ? words[3] : "h";
+  const int number = *words[2] != '\0' ? std::stoi(words[2]) : 1;
+  return COpened().Create(words[1], number, host);
+}
+
+int RunUpgrade(Words words) {
   CUpgradeOptions options;
-  options.base = *base != '\0' ? base : nullptr;
+  options.base = *words[2] != '\0' ? words[2] : nullptr;
   options.id = 1;
   options.host = "h";
   options.prunes = true;
   std::vector<CUpgradeStep> steps;
-  return Upgrade(root.c_str(), shipped, options, steps);
+  return Upgrade(root, words[1], options, steps);
 }
 
-int Migrate(const char* table, const char* columns) {
+int Migrate(Words words) {
   CMigrateOptions options;
   options.drops = true;
-  return MigrateTable(root.c_str(), table, columns, options);
+  return MigrateTable(root, words[1], words[2], options);
 }
 
-using Operation = std::function<int(const Words& words)>;
-Operation Changing(int (*run)(CTable& table, const Words& words)) {
-  return [=](const Words& words) {
-    return InTable(words[1], [&](CTable& table) { return run(table, words); });
-  };
+using Change = int (*)(CTable& table, Words words);
+const struct {
+  std::string_view word;
+  Change run;
+} kChanges[] = {
+    {"add", Add},
+    {"put", [](CTable& t, Words w) { return t.addRecord(w[2], nullptr, 0); }},
+    {"update", [](CTable& t, Words w) { return t.updateRecord(w[2], w[3]); }},
+    {"delete", [](CTable& t, Words w) { return t.deleteRecord(w[2]); }},
+    {"read", [](CTable& t, Words w) { return t.readRecord(w[2]); }},
+    {"list", List},
+    {"recover", [](CTable& t, Words /*w*/) { return t.recover(); }},
+    {"clear", [](CTable& t, Words /*w*/) { return t.clear(); }}};
+
+using Operation = int (*)(Words words);
+const struct {
+  std::string_view word;
+  Operation run;
+} kOperations[] = {
+    {"open", [](Words /*w*/) { return COpened().status; }},
+    {"create", Create},
+    {"add_table", [](Words w) { return COpened().AddTable(w[1], w[2]); }},
+    {"check_add_table",
+     [](Words w) { return COpened().CheckAddTable(w[1], w[2]); }},
+    {"drop_table", [](Words w) { return COpened().DropTable(w[1]); }},
+    {"drop", [](Words /*w*/) { return COpened().drop(); }},
+    {"upgrade", RunUpgrade},
+    {"migrate", Migrate},
+    {"finish", [](Words /*w*/) { return FinishMigrations(root); }}};
+
+int Run(Words words) {
+  id.clear();
+  for (const auto& [word, run] : kOperations) {
+    if (word == words[0]) return run(words);
+  }
+  for (const auto& [word, run] : kChanges) {
+    if (word != words[0]) continue;
+    CTable table(root, words[1]);
+    const int status = table.Open();
+    return status == kOk ? run(table, words) : status;
+  }
+  return -1;
 }
 
-std::map<std::string, Operation> MakeOperations() {
-  return {{"put", Changing([](CTable& table, const Words& words) {
-             return table.addRecord(words[2].c_str(), nullptr, 0);
-           })},
-          {"update", Changing([](CTable& table, const Words& words) {
-             return table.updateRecord(words[2].c_str(), words[3].c_str());
-           })},
-          {"delete", Changing([](CTable& table, const Words& words) {
-             return table.deleteRecord(words[2].c_str());
-           })},
-          {"read", Changing([](CTable& table, const Words& words) {
-             return table.readRecord(words[2].c_str());
-           })},
-          {"list", Changing([](CTable& table, const Words& words) {
-             CListing listing(table);
-             for (const CRow& row : listing) static_cast<void>(row.values());
-             std::vector<CColumn*> columns;
-             table.GetRecord(words[2].c_str(), columns);
-             table.records();
-             return listing.status();
-           })},
-          {"recover", Changing([](CTable& table, const Words& /*words*/) {
-             return table.recover();
-           })},
-          {"clear", Changing([](CTable& table, const Words& /*words*/) {
-             return table.clear();
-           })},
-          {"open", [](const Words& /*words*/) { return COpened().status; }},
-          {"create",
-           [](const Words& words) {
-             return COpened().Create(words[1].c_str(), 1, "h");
-           }},
-          {"add_table",
-           [](const Words& words) {
-             return COpened().AddTable(words[1].c_str(), words[2].c_str());
-           }},
-          {"check_add_table",
-           [](const Words& words) {
-             return COpened().CheckAddTable(words[1].c_str(), words[2].c_str());
-           }},
-          {"drop_table",
-           [](const Words& words) {
-             return COpened().DropTable(words[1].c_str());
-           }},
-          {"drop", [](const Words& /*words*/) { return COpened().drop(); }},
-          {"upgrade",
-           [](const Words& words) {
-             return RunUpgrade(words[1].c_str(), words[2].c_str());
-           }},
-          {"migrate",
-           [](const Words& words) {
-             return Migrate(words[1].c_str(), words[2].c_str());
-           }},
-          {"finish", [](const Words& /*words*/) {
-             return FinishMigrations(root.c_str());
-           }}};
-}
-
-std::string Run(Words words) {
+std::string Answer(std::vector<std::string> words) {
   words.resize(4);
-  if (words[0] == "add") return Add(words);
-  static const auto operations = MakeOperations();
-  const auto found = operations.find(words[0]);
-  if (found == operations.end()) return "no operation";
-  return std::to_string(found->second(words));
+  const char* texts[4];
+  std::transform(words.begin(), words.end(), texts,
+                 [](const std::string& word) { return word.c_str(); });
+  const std::string status = std::to_string(Run(texts));
+  return status + id;
 }
 
-Words Split(const std::string& line) {
-  Words words;
+std::vector<std::string> Split(const std::string& line) {
+  std::vector<std::string> words;
   std::istringstream parts(line);
   for (std::string word; std::getline(parts, word, '\t');) {
     words.push_back(word);
@@ -150,8 +138,8 @@ Words Split(const std::string& line) {
 int main(int argc, char** argv) {
   if (argc < 2) return 1;
   KivDB::root = argv[1];
-  if (argc > 2) return std::stoi(KivDB::Run({argv + 2, argv + argc}));
+  if (argc > 2) return std::stoi(KivDB::Answer({argv + 2, argv + argc}));
   for (std::string line; std::getline(std::cin, line);) {
-    std::cout << KivDB::Run(KivDB::Split(line)) << std::endl;
+    std::cout << KivDB::Answer(KivDB::Split(line)) << std::endl;
   }
 }
