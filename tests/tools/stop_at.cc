@@ -1,9 +1,8 @@
 // Loaded before a program, kills it before its call number KIVDB_STOP_AT of
 // those that change files; a write counts twice, for the second time when half
-// of it is done.  With the number 0, or with KIVDB_NAMES, the calls are named
-// on standard error, with their paths and what is written.  A sync, named as
-// well, is no such call, and not done: the kernel keeps what the killed program
-// did.
+// of it is done.  They are named on standard error, with their paths and what
+// is written.  A sync, named as well, is no such call, and not done: the kernel
+// keeps what the killed program did.
 //
 // With KIVDB_SYNC_SEED syncs are done, and others at random between the calls.
 // With KIVDB_PLANT the steps of a save are those of a faulty one.
@@ -11,7 +10,7 @@
 // KIVDB_FAIL_AT fails the allocation of that number, counted from the first of
 // these calls on, with a "+" behind the number every later one, too.  With the
 // number 0 their count is written to standard error at the end.  Then nothing
-// here may allocate.
+// here may allocate, and no call is named.
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -20,13 +19,14 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <random>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace {
 
@@ -34,42 +34,46 @@ long g_count = 0;
 bool g_hasBegun = false;
 long g_allocations = 0;
 
-long StopAt() {
-  const char* number = std::getenv("KIVDB_STOP_AT");
-  return number != nullptr ? std::strtol(number, nullptr, 10) : -1;
+std::string_view Variable(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? value : "";
 }
 
 // Whether the next call is that at which the program ends.
-bool IsNext() { return g_count + 1 == StopAt(); }
+bool IsNext() {
+  return Variable("KIVDB_STOP_AT") == std::to_string(g_count + 1);
+}
 
-bool FailsMemory() { return std::getenv("KIVDB_FAIL_AT") != nullptr; }
+bool FailsMemory() { return !Variable("KIVDB_FAIL_AT").empty(); }
+
+bool Plants(const char* plant) { return Variable("KIVDB_PLANT") == plant; }
 
 void Name(const char* call, std::string_view path, const char* to = "") {
-  if (StopAt() != 0 && std::getenv("KIVDB_NAMES") == nullptr) return;
+  if (FailsMemory()) return;
   dprintf(STDERR_FILENO, "%ld\t%s\t%s\t%s\n", g_count, call,
           std::string(path).c_str(), to);
 }
 
-// The call that is replaced.
 template <typename Call>
 Call* Real(const char* name) {
   g_hasBegun = true;
   return reinterpret_cast<Call*>(dlsym(RTLD_NEXT, name));
 }
 
+// The call that is replaced.
+#define REAL(name) Real<decltype(name)>(#name)
+
 // What another program may do to the file system of the working directory:
 // force all to disk, or, in most of them, all names without the data.
 void SyncAtRandom() {
-  const char* seed = std::getenv("KIVDB_SYNC_SEED");
-  if (seed == nullptr) return;
+  const std::string_view seed = Variable("KIVDB_SYNC_SEED");
+  if (seed.empty()) return;
   static std::minstd_rand random(
-      static_cast<unsigned int>(std::strtoul(seed, nullptr, 10)));
-  static const int top =
-      Real<decltype(open)>("open")(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  static auto* const sync = Real<decltype(fsync)>("fsync");
+      static_cast<unsigned int>(std::strtoul(seed.data(), nullptr, 10)));
+  static const int top = REAL(open)(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   const auto chance = random() / 16 % 8;
   if (chance == 3) syncfs(top);
-  if (chance < 3 && futimens(top, nullptr) == 0) sync(top);
+  if (chance < 3 && futimens(top, nullptr) == 0) REAL(fsync)(top);
 }
 
 void Count() {
@@ -83,21 +87,11 @@ void Step(const char* call, std::string_view path, const char* to = "") {
   Name(call, path, to);
 }
 
-bool Plants(const char* plant) {
-  const char* own = std::getenv("KIVDB_PLANT");
-  return own != nullptr && std::string_view(own) == plant;
-}
-
 // The record of a temporary file, or nothing for other paths.
 std::string RecordOf(std::string_view path) {
   const std::size_t end = path.rfind(".tmp");
   const bool isTemporary = end != path.npos && end + 4 == path.size();
-  if (FailsMemory() || !isTemporary) return {};
-  return std::string(path.substr(0, end));
-}
-
-bool IsInPlace(std::string_view path) {
-  return Plants("in place") && !RecordOf(path).empty();
+  return std::string(isTemporary ? path.substr(0, end) : "");
 }
 
 std::string Hex(const char* bytes, size_t size) {
@@ -114,18 +108,16 @@ std::string Hex(const char* bytes, size_t size) {
 std::string PathOf(int file, const char* entry = nullptr) {
   if (FailsMemory()) return {};
   if (entry != nullptr && (file == AT_FDCWD || *entry == '/')) return entry;
-  char path[PATH_MAX];
-  const std::string link = "/proc/self/fd/" + std::to_string(file);
-  const ssize_t size = readlink(link.c_str(), path, sizeof(path));
-  const std::string own(path, size > 0 ? static_cast<size_t>(size) : 0);
+  std::error_code none;
+  const std::string own = std::filesystem::read_symlink(
+      "/proc/self/fd/" + std::to_string(file), none);
   return entry != nullptr ? own + "/" + entry : own;
 }
 
 bool HasMemory() {
-  const char* at = g_hasBegun ? std::getenv("KIVDB_FAIL_AT") : nullptr;
-  if (at == nullptr) return true;
+  if (!g_hasBegun || !FailsMemory()) return true;
   char* end = nullptr;
-  const long number = std::strtol(at, &end, 10);
+  const long number = std::strtol(Variable("KIVDB_FAIL_AT").data(), &end, 10);
   const bool isPast = *end == '+' && g_allocations >= number;
   if (++g_allocations != number && !isPast) return true;
   errno = ENOMEM;
@@ -133,109 +125,96 @@ bool HasMemory() {
 }
 
 __attribute__((destructor)) void TellAllocations() {
-  const char* at = std::getenv("KIVDB_FAIL_AT");
-  if (at != nullptr && *at == '0') dprintf(STDERR_FILENO, "%ld", g_allocations);
+  if (Variable("KIVDB_FAIL_AT") == "0") {
+    dprintf(STDERR_FILENO, "%ld", g_allocations);
+  }
 }
 
 }  // namespace
 
-#define CALL(name, ...)                                    \
-  do {                                                     \
-    static auto* const real = Real<decltype(name)>(#name); \
-    return real(__VA_ARGS__);                              \
-  } while (false)
-
 extern "C" {
 
 ssize_t write(int file, const void* bytes, size_t size) {
-  static auto* const real = Real<decltype(write)>("write");
   // Steps are named by writes, too.
-  if (file == STDERR_FILENO) return real(file, bytes, size);
+  if (file == STDERR_FILENO) return REAL(write)(file, bytes, size);
   const size_t half = size / 2;
   const char* first = static_cast<const char*>(bytes);
   Step("write", PathOf(file), Hex(first, half).c_str());
-  if (IsNext() && real(file, bytes, half) < 0) return -1;
-  Step("half of a write", PathOf(file), Hex(first + half, size - half).c_str());
-  return real(file, bytes, size);
+  if (IsNext() && REAL(write)(file, bytes, half) < 0) return -1;
+  Step("write", PathOf(file), Hex(first + half, size - half).c_str());
+  return REAL(write)(file, bytes, size);
 }
 
 int fsync(int file) {
   const std::string path = PathOf(file);
   const std::string record = RecordOf(path);
-  const char* without = record.empty() ? "directory" : "file";
-  if (Plants("rename alone") || Plants(without)) return 0;
+  if (Plants("rename alone") || Plants(record.empty() ? "directory" : "file")) {
+    return 0;
+  }
   if (Plants("unlink first") && !record.empty()) unlink(record.c_str());
   SyncAtRandom();
   Name("fsync", path);
-  if (std::getenv("KIVDB_SYNC_SEED") == nullptr) return 0;
-  CALL(fsync, file);
-}
-
-int rename(const char* from, const char* to) noexcept {
-  if (IsInPlace(from)) return 0;
-  Step("rename", from, to);
-  CALL(rename, from, to);
+  if (Variable("KIVDB_SYNC_SEED").empty()) return 0;
+  return REAL(fsync)(file);
 }
 
 int renameat2(int fromFile, const char* from, int toFile, const char* to,
               unsigned int flags) noexcept {
+  if (Plants("in place") && !RecordOf(from).empty()) return 0;
   Step("rename", PathOf(fromFile, from), PathOf(toFile, to).c_str());
-  CALL(renameat2, fromFile, from, toFile, to, flags);
+  return REAL(renameat2)(fromFile, from, toFile, to, flags);
 }
 
-int unlink(const char* path) noexcept {
-  if (Plants("in place") || Plants("rename alone")) return 0;
-  Step("unlink", path);
-  CALL(unlink, path);
+int rename(const char* from, const char* to) noexcept {
+  return renameat2(AT_FDCWD, from, AT_FDCWD, to, 0);
 }
 
 int unlinkat(int directory, const char* path, int flags) noexcept {
   Step("unlink", PathOf(directory, path));
-  CALL(unlinkat, directory, path, flags);
+  return REAL(unlinkat)(directory, path, flags);
+}
+
+int unlink(const char* path) noexcept {
+  if (Plants("in place") || Plants("rename alone")) return 0;
+  return unlinkat(AT_FDCWD, path, 0);
+}
+
+int rmdir(const char* path) noexcept {
+  return unlinkat(AT_FDCWD, path, AT_REMOVEDIR);
 }
 
 int mkdir(const char* path, mode_t mode) noexcept {
   Step("mkdir", path);
-  CALL(mkdir, path, mode);
+  return REAL(mkdir)(path, mode);
 }
 
 char* mkdtemp(char* path) noexcept {
-  static auto* const real = Real<decltype(mkdtemp)>("mkdtemp");
   Count();
-  char* made = real(path);
-  Name("mkdtemp", path);
+  char* made = REAL(mkdtemp)(path);
+  Name("mkdir", path);
   return made;
 }
 
-int rmdir(const char* path) noexcept {
-  Step("rmdir", path);
-  CALL(rmdir, path);
-}
-
-int open(const char* path, int flags, ...) {
-  static auto* const real = Real<decltype(open)>("open");
-  va_list more;
-  va_start(more, flags);
-  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(more, mode_t) : 0;
-  va_end(more);
-  const char* how = (flags & O_TRUNC) != 0 ? "truncated" : "";
-  if ((flags & (O_CREAT | O_TRUNC)) != 0) Step("open", path, how);
-  return real(path, flags, mode);
-}
-
 int openat(int directory, const char* path, int flags, ...) {
-  static auto* const real = Real<decltype(openat)>("openat");
   va_list more;
   va_start(more, flags);
   const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(more, mode_t) : 0;
   va_end(more);
-  const std::string record = IsInPlace(path) ? RecordOf(path) : "";
+  const std::string record = Plants("in place") ? RecordOf(path) : "";
   const char* place = record.empty() ? path : record.c_str();
   const char* how = (flags & O_TRUNC) != 0 ? "truncated" : "";
   if ((flags & (O_CREAT | O_TRUNC)) != 0) {
     Step("open", PathOf(directory, place), how);
   }
-  return real(directory, place, flags, mode);
+  return REAL(openat)(directory, place, flags, mode);
+}
+
+int open(const char* path, int flags, ...) {
+  va_list more;
+  va_start(more, flags);
+  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(more, mode_t) : 0;
+  va_end(more);
+  return openat(AT_FDCWD, path, flags, mode);
 }
 
 // The linker's own calls need these names, not what dlsym gives.

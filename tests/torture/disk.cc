@@ -1,10 +1,10 @@
 // Serves a file as a disk, and keeps what is written to it:
 //
-//   kivdb_disk IMAGE LOG DIRECTORY
+//   kivdb_disk IMAGE LOG -f -s DIRECTORY
 //
 // DIRECTORY/disk has the content of IMAGE and takes all changes to it.  Each is
-// in LOG before it is answered: three 64-bit numbers, which are 1 for a write
-// and 2 for a flush, the place and the size, and the bytes written.
+// in LOG before it is answered: two 64-bit numbers, the place and the size, and
+// the bytes written.  A flush has none.
 
 #define FUSE_USE_VERSION 31
 
@@ -24,7 +24,6 @@
 namespace {
 
 constexpr char kName[] = "/disk";
-enum Kind : std::uint64_t { kWrite = 1, kFlush = 2 };
 
 int g_image = -1;
 int g_log = -1;
@@ -35,9 +34,9 @@ bool Append(const void* bytes, std::size_t size) {
   return write(g_log, bytes, size) == static_cast<ssize_t>(size);
 }
 
-bool Keep(Kind kind, off_t place, const char* bytes, std::size_t size) {
-  const std::array<std::uint64_t, 3> head{
-      kind, static_cast<std::uint64_t>(place), size};
+bool Keep(off_t place, const char* bytes, std::size_t size) {
+  const std::array<std::uint64_t, 2> head{static_cast<std::uint64_t>(place),
+                                          size};
   return Append(head.data(), sizeof(head)) && Append(bytes, size);
 }
 
@@ -66,18 +65,18 @@ int Write(const char* /*path*/, const char* bytes, std::size_t size,
           off_t place, fuse_file_info* /*file*/) {
   const bool isDone =
       pwrite(g_image, bytes, size, place) == static_cast<ssize_t>(size) &&
-      Keep(kWrite, place, bytes, size);
+      Keep(place, bytes, size);
   return isDone ? static_cast<int>(size) : -EIO;
 }
 
 int Flush(const char* /*path*/, int /*isDataAlone*/, fuse_file_info* /*file*/) {
-  return Keep(kFlush, 0, nullptr, 0) ? 0 : -EIO;
+  return Keep(0, nullptr, 0) ? 0 : -EIO;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 4) return 1;
+  if (argc < 4) return 1;
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   g_image = open(argv[1], O_RDWR | O_CLOEXEC);
   g_log = open(argv[2], O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, S_IRUSR);
@@ -90,10 +89,5 @@ int main(int argc, char** argv) {
   operations.read = Read;
   operations.write = Write;
   operations.fsync = Flush;
-  std::array<char, 3> foreground{"-f"};
-  std::array<char, 3> single{"-s"};
-  std::array<char*, 4> arguments{argv[0], foreground.data(), single.data(),
-                                 argv[3]};
-  return fuse_main(static_cast<int>(arguments.size()), arguments.data(),
-                   &operations, nullptr);
+  return fuse_main(argc - 2, argv + 2, &operations, nullptr);
 }

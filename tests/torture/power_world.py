@@ -1,8 +1,9 @@
 """Databases that are changed at random, and what of it has to be on disk when."""
+import math
 import os
 import random
 
-from common import call, ini, run, write_file
+from common import call, ini, write_file
 from power_tree import State
 
 RELEASES = ["s a b: 1,x,1; 2,x,1; 3,x,1; 4,x,1\nt a b: 1,x,1; 2,y,2; 3,z,3",
@@ -18,27 +19,9 @@ KILLED = ("put", "update", "set", "migrate", "upgrade", "check")
 LONG = KILLED[3:]
 
 
-class Tools:
-    def __init__(self, options, work):
-        self.kivdb, self.hand = map(os.path.abspath, (options.kivdb, options.hand))
-        self.preload = dict([options.preload.split("=", 1)])
-        self.releases = [f"{work}/{i}.ini" for i in range(len(RELEASES))]
-        for path, release in zip(self.releases, RELEASES):
-            write_file(path, ini(release))
-
-    def run(self, top, root, words, **environment):
-        """By the tool, or by the library when told as a text; gives (status, errors)."""
-        by_hand = isinstance(words, str)
-        done = call([self.hand, root] if by_hand else [self.kivdb, "-r", root, *words],
-                    cwd=top, input=words.encode() if by_hand else b"",
-                    env=os.environ | environment)
-        if by_hand and done[0] == 0:
-            return int(done[1].split()[0]), done[2]
-        return done[0], done[2] + done[1]
-
-
 class Operation:
-    """is_whole: not killed; after and changed: what then was there, and since when."""
+    """is_whole: not killed; after: what then was there; certain: what it changed and
+    always changes to the same."""
 
     def __init__(self, root, words):
         self.root, self.words = root, words
@@ -46,35 +29,40 @@ class Operation:
 
 
 class World:
-    """took gets what each program wrote to standard error."""
-
-    def __init__(self, disk, tools, seed, plant, took):
-        self.disk, self.top, self.tools, self.plant = disk, disk.top, tools, plant
-        self.random, self.took = random.Random(seed), took
-        self.operations, self.changes = [], {}
-        self.tables, self.columns = {}, {}  # when they were made; all that they had
+    def __init__(self, disk, options, seed, plant):
+        self.disk, self.top, self.options, self.plant = disk, disk.top, options, plant
+        self.seed, self.random, self.now = seed, random.Random(seed), disk.clock(b"")
+        self.releases = [f"{os.path.dirname(self.top)}/{i}.ini" for i in range(2)]
+        for path, release in zip(self.releases, RELEASES):
+            write_file(path, ini(release))
+        self.operations, self.changes, self.state = [], {}, State(self.top)
+        self.roots, self.tables = {}, {}  # when they were made
+        self.columns = {}  # all that the tables had
         self.is_torn = False  # after a kill
         self.next = []  # what goes together
-        os.mkdir(f"{self.top}/r0")
-        done = tools.run(self.top, "r0", ["create", tools.releases[0], *PLACE])
-        assert done[0] == 0, done
-        run(["sync", "-f", self.top])
-        disk.begin()
-        self.state, start = State(self.top), disk.clock()
-        self.roots = {"r0": (start - 1, start)}
-        self._note(start - 1, start, self.state)
+        self._run(Operation("r0", ["create", self.releases[0], *PLACE]))
 
-    def _note(self, begin, end, after, before=None):
-        """What is different, at the time; end is None for what no one was told."""
-        old = before.records if before else {}
+    def run(self, root, words, **environment):
+        """By the tool, or by the library when told as a text; gives (status, text)."""
+        program = [self.options.hand, root, *words.split("\t")] \
+            if isinstance(words, str) else [self.options.kivdb, "-r", root, *words]
+        status, text, errors = call(program, cwd=self.top, input=b"",
+                                    env=os.environ | environment)
+        return status, errors + text
+
+    def _note(self, begin, end, after):
+        """What is different, at the time; end is None for what no one was told.  Gives
+        of which it is certain what was there before."""
+        old = self.state.records
         changed = {key for key in {*old, *after.records}
                    if old.get(key) != after.records.get(key)}
+        certain = {key for key in changed if len(self.allowed(key, math.inf)) == 1}
         for key in changed:
             self.changes.setdefault(key, []).append((begin, end, after.value(key)))
         for table, columns in after.columns.items():
             self.tables.setdefault(table, (begin, end))
             self.columns.setdefault(table, []).append(columns)
-        return changed
+        return certain
 
     def step(self):
         operation = Operation(*reversed(self._pick()))
@@ -89,19 +77,18 @@ class World:
                 self._run(Operation(operation.root, REPAIR))
 
     def _run(self, done, stop=-1):
-        done.begin = self.disk.clock()
-        status, errors = self.tools.run(
-            self.top, done.root, done.words, **self.tools.preload,
-            **self.disk.environment(self.random.randrange(1, 1 << 30)),
-            KIVDB_STOP_AT=str(stop), KIVDB_PLANT=self.plant or "")
-        self.took(errors)
-        done.end, done.after = self.disk.clock(), State(self.top)
+        status, errors = self.run(
+            done.root, done.words, **dict([self.options.preload.split("=", 1)]),
+            KIVDB_STOP_AT=str(stop), KIVDB_SYNC_SEED=str(self.random.randrange(1 << 30)),
+            KIVDB_PLANT=self.plant if done.kind == "put" else "")
+        done.begin, self.now = self.now, self.disk.clock(errors)
+        done.end, done.after = self.now, State(self.top)
         done.is_whole = status in ((0, 1) if done.kind in LONG else (0,))
         is_refused = b"columns change" in errors  # as a kill left others
         assert done.is_whole or stop > 0 or self.is_torn or is_refused, \
             (done.root, done.words, status, errors)
         end = done.end if done.is_whole else None
-        done.changed = self._note(done.begin, end, done.after, self.state)
+        done.certain = self._note(done.begin, end, done.after)
         self.roots.setdefault(done.root, (done.begin, end))
         self.operations.append(done)
         self.state = done.after
@@ -117,7 +104,7 @@ class World:
             return REPAIR, "r0"
         if self.next:
             return self.next.pop(), "r0"
-        root, file = pick.choice(sorted(self.roots)), pick.choice(self.tools.releases)
+        root, file = pick.choice(sorted(self.roots)), pick.choice(self.releases)
         table = pick.choice(sorted(t for r, t in self.state.columns if r == root))
         columns = self.state.columns[root, table]
         ids = sorted(i for r, t, i in self.state.records if (r, t) == (root, table))
@@ -150,8 +137,9 @@ class World:
         return words, root
 
     def at(self, cut):
-        """What was under way, if anything."""
-        return next((o for o in self.operations if o.begin < cut < o.end), None)
+        """What was under way, or what does nothing."""
+        return next((o for o in self.operations if o.begin < cut < o.end),
+                    Operation("", ""))
 
     def allowed(self, key, cut):
         """What its values may be; a save that is acknowledged leaves but one."""
