@@ -84,7 +84,6 @@ run_parts() {
     part processes_disk 15
     part processes_memory 15
   } &
-  export TMPDIR=/dev/shm
   part calls 40
   part cancel 10
   part fuzz 30
@@ -134,13 +133,14 @@ build_fuzzer() {
   quietly build fuzz kivdb_fuzz
 }
 
-# plant PART FILE EDIT: edits a file of the copy, and wants a fault from the part.
+# plant PART SECONDS FILE EDIT: edits a file of the copy, and wants a fault from
+# the part in that time.
 plant() {
-  local file=$project/$2
+  local file=$project/$3 seconds=$2
   cp "$file" "$out/original"
-  sed -i "$3" "$file"
+  sed -i "$4" "$file"
   if cmp -s "$file" "$out/original"; then
-    echo "nothing to plant in $2: $3" >&2
+    echo "nothing to plant in $3: $4" >&2
     return 1
   fi
   quietly build release all
@@ -148,10 +148,10 @@ plant() {
   cp "$out/original" "$file"
   # What ends by itself was not looked at.
   if (($(faults "$1") == 0)) || grep -q 'ended with status' "$out/$1.rows"; then
-    echo "not found by $1: $2: $3" >&2
+    echo "not found by $1: $3: $4" >&2
     return 1
   fi
-  echo "found by $1: $2: $3"
+  echo "found by $1: $3: $4"
 }
 
 # In a copy of the sources.
@@ -159,27 +159,28 @@ self_test() {
   local status=0
   copy_sources "$out/planted"
   project=$out/planted
-  seconds=60
   build_programs
-  export TMPDIR=/dev/shm
-  plant power src/table/add.cc \
+  plant power 60 src/table/add.cc \
     's/^  if (safe_fsync(file.Get()) == -1) {/  if (false) {/' || status=1
-  plant power src/database/add_table.cc 's/^  SyncTable(name);$//' || status=1
-  plant calls src/table/add.cc \
+  plant power 240 src/database/add_table.cc 's/^  SyncTable(name);$//' || status=1
+  plant calls 60 src/table/add.cc \
     's/^  if (WriteTemporary(from, content/  unlink(path);\n&/' || status=1
-  plant calls src/table/add.cc \
+  plant calls 300 src/table/add.cc \
     's/^\(  if (safe_write(.*, length)\) != .*/\1 == -7) {/' || status=1
-  plant cancel base/descriptor.h '0,/CCancellationHold hold;/s///' || status=1
-  plant processes_disk base/file_lock.cc \
+  plant cancel 20 base/descriptor.h '0,/CCancellationHold hold;/s///' || status=1
+  plant processes_disk 20 base/file_lock.cc \
     's/got = flock(fd, operation | LOCK_NB);/got = 0;/' || status=1
-  plant fuzz src/table/condition.cc \
+  plant fuzz 30 src/table/condition.cc \
     's/return m_pairs.size() > 0;/return true;/' || status=1
-  plant trees src/core/first_line.cc 's/ | O_NONBLOCK//' || status=1
+  plant trees 90 src/core/first_line.cc 's/ | O_NONBLOCK//' || status=1
   return "$status"
 }
 
 rm -rf "$out"
 mkdir -p "$out"
+TMPDIR=$(mktemp -d /dev/shm/kivdb_torture.XXXXXX)
+export TMPDIR
+trap 'rm -rf "$TMPDIR"' EXIT
 what_it_takes
 if [[ $mode == --self-test ]]; then
   self_test

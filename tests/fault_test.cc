@@ -22,24 +22,6 @@ struct Opened : CKivDatabase {
   explicit Opened(const char* root) { open(root); }
 };
 
-// What a table of its own finds: the ids and names of its rows, and their
-// count.
-std::string ReadAll(const std::string& root) {
-  CTable table(root.c_str(), "hosts");
-  EXPECT_EQ(kOk, table.Open());
-  EXPECT_EQ(kOk, table.readRecord("7"));
-  const int count = table.records();
-  std::set<std::string> rows;
-  int status = table.ListRecordsStart(nullptr);
-  for (; status == kOk; status = table.ListRecordsNext(nullptr)) {
-    rows.insert(table.getcolumn("id")->data() + std::string(" ") +
-                table.getcolumn("name")->data() + " ");
-  }
-  std::string all;
-  for (const std::string& row : rows) all += row;
-  return all + std::to_string(count);
-}
-
 // With a root whose data directory is missing.
 struct Again : Opened {
   Again() : Opened(".") { fs::remove_all("kiv/database"); }
@@ -304,32 +286,6 @@ TEST_F(FaultTest, WaitingCanBeCancelled) {
   EXPECT_EQ(kOk, m_table.ListRecordsStart(nullptr));
   close(fd);
   EXPECT_EQ(kOk, m_table.deleteRecord("7"));
-}
-
-// Before the old record goes, between that and the rename, and after it.
-TEST_F(FaultTest, OthersReadThroughASave) {
-  static std::future<std::string> reader;
-  static std::string root;
-  static bool waits;
-  root = m_root;
-  for (const auto& [call, stays] : {std::pair("unlink", false),
-                                    {"unlink", true},
-                                    {"rename", false},
-                                    {"fsync", false}}) {
-    Reset();
-    waits = stays;
-    Fail(call, 0, call == std::string("fsync") ? 1 : 0, 1);
-    plan.hook = [] {
-      reader = std::async(std::launch::async, ReadAll, root);
-      if (waits) reader.wait();
-      usleep(20000);
-    };
-    EXPECT_EQ(kOk, m_operations[0].run());
-    plan = {};
-    EXPECT_EQ(stays ? "7 old 1" : "7 new 1", reader.get()) << call;
-  }
-  Put("kiv/database/hosts/8.tmp", "left|1|");
-  EXPECT_EQ("7 new 8.tmp left 2", ReadAll(m_root)) << "no save is at work";
 }
 
 TEST_F(FaultTest, ShortWriteFailsTheSave) {
