@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Tries what the library promises for when things go wrong: power cuts, kills,
 # calls that fail, cancelled threads, processes among each other, random input
-# and odd trees: scripts/torture.sh [--minutes N | --quick | --self-test]
+# and odd trees: scripts/torture.sh [--minutes N [PART] | --quick | --self-test]
 # Takes N minutes, 60 unless given, besides building.  Prints a table of what was
 # tried and found, and puts it into docs/testing.md.  With --quick it takes two
 # minutes, fuzzes without coverage, and writes nothing.  With --self-test it plants
@@ -14,11 +14,12 @@ set -euo pipefail
 source "$(dirname "$0")/lib.sh"
 
 mode=${1:-}
+only=${3:-}
 minutes=60
 case $mode in
   '' | --quick | --self-test) ;;
   --minutes) minutes=${2:?how many} ;;
-  *) echo "usage: $0 [--minutes N | --quick | --self-test]" >&2; exit 2 ;;
+  *) echo "usage: $0 [--minutes N [PART] | --quick | --self-test]" >&2; exit 2 ;;
 esac
 seconds=$((minutes * 60))
 if [[ $mode == --quick ]]; then seconds=75; fi
@@ -29,6 +30,7 @@ out=$project/build/torture
 # with tabs between them.
 part() {
   local status=0 limit=$((seconds * $2 / 100)) rows=$out/$1.rows
+  if [[ -n $only && $1 != "$only" ]]; then return; fi
   "$1" >"$rows" 2>"$out/$1.log" || status=$?
   if ((status > 1)) || [[ ! -s $rows ]]; then
     printf '%s\t0\t1\tended with status %s\n' "$1" "$status" >>"$rows"
@@ -97,6 +99,7 @@ table() {
   echo "|---|---|---|---|"
   local name
   for name in power calls cancel processes_disk processes_memory fuzz trees; do
+    if [[ ! -e $out/$name.rows ]]; then continue; fi
     awk -F '\t' '{ printf "| %s | %s | %s | %s |\n", $1, $2, $3, $4 }' \
       "$out/$name.rows"
   done
@@ -187,14 +190,14 @@ if [[ $mode == --self-test ]]; then
   exit
 fi
 build_programs
-if [[ $mode != --quick ]]; then build_fuzzer; fi
+if [[ $mode != --quick && (-z $only || $only == fuzz) ]]; then build_fuzzer; fi
 run_parts
 {
   echo
   if [[ $mode == --quick ]]; then
     echo "\`scripts/torture.sh --quick\`:"
   else
-    echo "\`scripts/torture.sh --minutes $minutes\`, $(date -u +%Y-%m-%d)," \
+    echo "\`scripts/torture.sh --minutes $minutes${only:+ $only}\`, $(date -u +%Y-%m-%d)," \
       "$(nproc) processors, $(uname -sr):"
   fi
   echo
@@ -202,7 +205,7 @@ run_parts
   echo
 } >"$out/table.md"
 cat "$out/table.md"
-if [[ $mode != --quick ]]; then
+if [[ $mode != --quick && -z $only ]]; then
   put_figures scripts/torture.sh "$project/docs/testing.md" "$out/table.md"
 fi
 if (($(faults "*") > 0)); then

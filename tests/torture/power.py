@@ -36,7 +36,8 @@ class Run:
         pick = random.Random(seed)
         with tempfile.TemporaryDirectory(dir=PLACE) as place:
             try:
-                disk = Disk(self.what, self.options.disk, place) if self.what in SYSTEMS \
+                is_real = self.what in SYSTEMS
+                disk = Disk(self.what, self.options.disk, place) if is_real \
                     else ModelDisk(place)
                 with disk.recorded():
                     world = World(disk, self.options, seed, self.plant)
@@ -77,7 +78,7 @@ class Run:
 
     def _fault(self, seed, *what):
         self.faults += 1
-        print(f"{self.what}, seed {seed}:", *(str(text)[:300] for text in what),
+        print(f"{self.what}, seed {seed}:", *(str(text)[-500:] for text in what),
               file=sys.stderr)
 
     def tell(self):

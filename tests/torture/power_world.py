@@ -38,7 +38,7 @@ class World:
         self.operations, self.changes, self.state = [], {}, State(self.top)
         self.roots, self.tables = {}, {}  # when they were made
         self.columns = {}  # all that the tables had
-        self.is_torn = False  # after a kill
+        self.torn = set()  # roots, after a kill
         self.next = []  # what goes together
         self._run(Operation("r0", ["create", self.releases[0], *PLACE]))
 
@@ -58,7 +58,10 @@ class World:
                    if old.get(key) != after.records.get(key)}
         certain = {key for key in changed if len(self.allowed(key, math.inf)) == 1}
         for key in changed:
-            self.changes.setdefault(key, []).append((begin, end, after.value(key)))
+            done = self.changes.setdefault(key, [])
+            if old.get(key, (None, False))[1]:  # is overwritten at once
+                done.append((begin, None, None))
+            done.append((begin, end, after.value(key)))
         for table, columns in after.columns.items():
             self.tables.setdefault(table, (begin, end))
             self.columns.setdefault(table, []).append(columns)
@@ -72,8 +75,8 @@ class World:
         self._run(operation, number if is_killed else -1)
         if not operation.is_whole:
             age(self.top)
-            self.is_torn = self.random.random() < 0.3
-            if not self.is_torn:
+            self.torn.add(operation.root)
+            if self.random.random() > 0.3:
                 self._run(Operation(operation.root, REPAIR))
 
     def _run(self, done, stop=-1):
@@ -85,12 +88,14 @@ class World:
         done.end, done.after = self.now, State(self.top)
         done.is_whole = status in ((0, 1) if done.kind in LONG else (0,))
         is_refused = b"columns change" in errors  # as a kill left others
-        assert done.is_whole or stop > 0 or self.is_torn or is_refused, \
+        assert done.is_whole or stop > 0 or done.root in self.torn or is_refused, \
             (done.root, done.words, status, errors)
         end = done.end if done.is_whole else None
         done.certain = self._note(done.begin, end, done.after)
         self.roots.setdefault(done.root, (done.begin, end))
         self.operations.append(done)
+        if done.is_whole and done.words is REPAIR:
+            self.torn.discard(done.root)
         self.state = done.after
 
     def _value(self):
@@ -99,9 +104,8 @@ class World:
     def _pick(self):
         """The words of an operation, and the root."""
         pick = self.random
-        if self.is_torn and pick.random() < 0.5:
-            self.is_torn = False
-            return REPAIR, "r0"
+        if self.torn and pick.random() < 0.5:
+            return REPAIR, min(self.torn)
         if self.next:
             return self.next.pop(), "r0"
         root, file = pick.choice(sorted(self.roots)), pick.choice(self.releases)
