@@ -71,7 +71,7 @@ int Migrate(Words words) {
 }
 
 using Change = int (*)(CTable& table, Words words);
-const struct {
+constexpr struct {
   std::string_view word;
   Change run;
 } kChanges[] = {
@@ -85,7 +85,7 @@ const struct {
     {"clear", [](CTable& t, Words /*w*/) { return t.clear(); }}};
 
 using Operation = int (*)(Words words);
-const struct {
+constexpr struct {
   std::string_view word;
   Operation run;
 } kOperations[] = {
