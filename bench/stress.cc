@@ -245,7 +245,11 @@ Count RepairOne(const fs::path& temporary) {
 
 // Puts in order what a killed save left, as an administrator does.
 void Repair(CBoard& board, const std::string& root) {
+  // Chance may leave it waiting for long on a busy machine.
+  const unsigned int wait = KivDB::LockWait();
+  KivDB::SetLockWait(10 * wait);
   const KivDB::CTableLock lock(root.c_str(), "records");
+  KivDB::SetLockWait(wait);
   Require(lock.isHeld(), "no lock for a repair");
   std::vector<fs::path> found;
   for (const auto& entry : fs::directory_iterator(root + kTable)) {
