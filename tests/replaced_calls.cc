@@ -120,6 +120,7 @@ REPLACE(int, renameat2,
         (a, b, c, d, e), -1, true)
 REPLACE(int, mkdir, (const char* a, mode_t b), (a, b), -1, true)
 REPLACE(int, unlink, (const char* a), (a), -1, true)
+REPLACE(int, lstat, (const char* a, struct stat* b), (a, b), -1, true)
 REPLACE(int, flock, (int a, int b), (a, b), -1, true)
 REPLACE(int, unlinkat, (int a, const char* b, int c), (a, b, c), -1, true)
 

@@ -43,9 +43,9 @@ bool RenamesNew(const std::string& from, const std::string& to) {
     return true;
   }
   if (errno != EINVAL && errno != ENOSYS) return false;
-  struct stat found;
-  if (lstat(to.c_str(), &found) == 0) errno = EEXIST;
-  return errno == ENOENT && rename(from.c_str(), to.c_str()) == 0;
+  if (IsMissing(to)) return rename(from.c_str(), to.c_str()) == 0;
+  errno = EEXIST;
+  return false;
 }
 
 }  // namespace
@@ -70,6 +70,11 @@ int Find(const std::string& path, bool& isThere) {
   const int status = Look(path, found);
   isThere = found.st_mode != 0;
   return status;
+}
+
+bool IsMissing(const std::string& path) {
+  struct stat status;
+  return lstat(path.c_str(), &status) != 0 && errno == ENOENT;
 }
 
 bool IsThere(const std::string& path) {

@@ -31,7 +31,8 @@ int Look(const std::string& path, struct stat& found);
 // Tells whether there is such an entry.
 int Find(const std::string& path, bool& isThere);
 
-// Whether there surely is such an entry.
+// Whether there surely is no such entry, or surely is one.
+bool IsMissing(const std::string& path);
 bool IsThere(const std::string& path);
 bool IsDirectory(const std::string& path);
 

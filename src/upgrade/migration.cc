@@ -291,7 +291,9 @@ int CMigration::RefuseUnfinished() const {
 }
 
 int CMigration::Clean() const {
-  if (!IsDirectory(m_directory)) return kOk;
+  struct stat found;
+  const int status = Look(m_directory, found);
+  if (status != kOk || !S_ISDIR(found.st_mode)) return status;
   unlink((m_directory + "/" + kStage).c_str());
   return rmdir(m_directory.c_str()) == 0 ? SyncDirectory(m_kiv) : kOk;
 }

@@ -347,8 +347,7 @@ int CTableUpgrade::Prune(int id, const CStored& stored) {
 
 int CTableUpgrade::ReadHere(int id, CStored& stored) const {
   int status = ReadStored(PathOf(id), m_before - 1, stored);
-  bool isLink = false;
-  if (status == kNotFound && Find(PathOf(id), isLink) != kOk) return kInvalid;
+  const bool isLink = status == kNotFound && !IsMissing(PathOf(id));
   if (isLink) status = kRecordUnreadable;
   stored.resize(m_here.size() - 1);  // where columns are only planned
   return status;
