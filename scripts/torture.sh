@@ -184,6 +184,7 @@ mkdir -p "$out"
 TMPDIR=$(mktemp -d /dev/shm/kivdb_torture.XXXXXX)
 export TMPDIR
 trap 'rm -rf "$TMPDIR"' EXIT
+chmod 755 "$TMPDIR" # another user runs commands there
 what_it_takes
 if [[ $mode == --self-test ]]; then
   self_test
