@@ -6,6 +6,8 @@
 # tried and found, and puts it into docs/testing.md.  With --quick it takes two
 # minutes, fuzzes without coverage, and writes nothing.  With --self-test it plants
 # faults in a copy of the sources, one after another, and wants each to be found.
+# PART is power, calls, cancel, processes_disk, processes_memory, fuzz or trees: it
+# alone runs, for its part of the minutes, and no figures are written.
 # Fails when there is a fault, and keeps what the parts told in build/torture.
 # Power cuts on disks need root, and Linux's FUSE and loop devices.
 
@@ -130,7 +132,8 @@ build_programs() {
 }
 
 build_fuzzer() {
-  need clang++:clang /usr/lib/llvm-14/lib/clang:libclang-rt-14-dev
+  need clang++:clang \
+    /usr/lib/clang/14/lib/linux/libclang_rt.fuzzer-x86_64.a:libclang-rt-14-dev
   fuzzer=fuzz
   quietly configure fuzz
   quietly build fuzz kivdb_fuzz
