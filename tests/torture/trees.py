@@ -185,7 +185,7 @@ class Tree:
         if self.before != before:
             yield f"outside: {before}, now {self.before}"
         known = {"schema", "database", "base.ini", "migrate", "removed"}
-        tables = {"bad", "new"}.union(*self.names[2:])
+        tables = {"good", "bad", "new"}.union(*self.names[2:])
         known = [{"kiv"}, known, tables, tables]
         for old, new, names in zip(self.names, self.list(), known):
             if self.is_strict and new - old - names:
