@@ -119,10 +119,8 @@ int CMigration::Run(const std::string& table, std::size_t count,
 // What was built goes again unless the table is already in its place.
 int CMigration::Drop(const std::string& table, int status) const {
   const std::string own = PathOf(table);
-  struct stat old;
-  if (Look(own + kOld, old) == kOk && old.st_mode == 0) {
-    DeleteTreeA(own.c_str());
-  }
+  bool hasOld = false;
+  if (Find(own + kOld, hasOld) == kOk && !hasOld) DeleteTreeA(own.c_str());
   return status;
 }
 
@@ -195,19 +193,19 @@ int CMigration::BuildRecords(const std::string& table, std::size_t count,
 int CMigration::Finish(const std::string& table) {
   const std::string own = PathOf(table);
   const std::string data = DataOf(table);
-  struct stat old;
-  struct stat schema;
-  struct stat built;
-  int status = Look(own + kOld, old);
-  if (status == kOk) status = Look(own + kSchema, schema);
-  if (status == kOk) status = Look(own + kNew, built);
-  if (status == kOk && old.st_mode != 0) {
+  bool hasOld = false;
+  bool hasSchema = false;
+  bool hasNew = false;
+  int status = Find(own + kOld, hasOld);
+  if (status == kOk) status = Find(own + kSchema, hasSchema);
+  if (status == kOk) status = Find(own + kNew, hasNew);
+  if (status == kOk && hasOld) {
     status = SyncDirectory(own);
     if (status == kOk) status = SyncDirectory(ParentOf(data));
-    if (status == kOk && schema.st_mode != 0) {
+    if (status == kOk && hasSchema) {
       status = Rename(own + kSchema, SchemaOf(table));
     }
-    if (status == kOk && built.st_mode != 0) {
+    if (status == kOk && hasNew) {
       if (rmdir(data.c_str()) != 0 && errno != ENOENT) {
         return KIVDB_FAIL(kNotEmpty,
                           "table [%s]: cannot be put in its place [%s]: %s",
